@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs, from Debian's packages, what building and testing KpXml needs and the machine lacks.
+#   tools/install-deps.sh            compiler, CMake and GoogleTest sources (Linux build)
+#   tools/install-deps.sh --windows  also mingw-w64 and Wine (Windows build and its tests)
+#   tools/install-deps.sh --bench    also Google Benchmark and the peer libraries it compares with
+set -euo pipefail
+
+packages=(cmake g++ make googletest)
+for arg in "$@"; do
+  case "$arg" in
+    --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;
+    --bench) packages+=(libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev) ;;
+    *) echo "usage: $0 [--windows] [--bench]" >&2; exit 2 ;;
+  esac
+done
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Builds KpXml and runs every test in every build: Linux, Linux under AddressSanitizer and
+# UndefinedBehaviorSanitizer, and Windows x64 (mingw-w64) under Wine. Installs what is missing.
+# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize windows)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize windows)
+
+deps=()
+for preset in "${presets[@]}"; do [ "$preset" = windows ] && deps=(--windows); done
+tools/install-deps.sh "${deps[@]}"
+
+if [[ " ${presets[*]} " == *" windows "* ]]; then
+  export HOME="${HOME:-/root}"
+  # Create the Wine prefix once, before parallel test discovery would race to create it.
+  WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" "$(command -v wine64 || echo /usr/lib/wine/wine64)" wineboot --init >/dev/null 2>&1 || true
+fi
+
+jobs=$(nproc)
+passed=0
+failed=0
+for preset in "${presets[@]}"; do
+  echo "=== $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j"$jobs"
+  log=$(mktemp)
+  status=0
+  ctest --preset "$preset" -j"$jobs" 2>&1 | tee "$log" || status=$?
+  summary=$(grep -E "tests passed, [0-9]+ tests failed out of [0-9]+" "$log" | tail -n 1 || true)
+  rm -f "$log"
+  if [ -z "$summary" ]; then
+    echo "no test summary for $preset" >&2
+    failed=$((failed + 1))
+    continue
+  fi
+  total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$summary")
+  bad=$(sed -E 's/.* ([0-9]+) tests failed.*/\1/' <<<"$summary")
+  passed=$((passed + total - bad))
+  failed=$((failed + bad))
+  [ "$status" -eq 0 ] || [ "$bad" -gt 0 ] || failed=$((failed + 1))
+done
+
+echo "${passed} passed, ${failed} failed"
+[ "$failed" -eq 0 ]
