@@ -1,0 +1,53 @@
+#ifndef KPXML_KPXMLATTRIBUTEDATA_H
+#define KPXML_KPXMLATTRIBUTEDATA_H
+
+#include <string>
+
+#include "kpxml/KpXmlExport.h"
+
+// One attribute of an element: a name, its value text and an entity flag. Numbers are kept as
+// text and converted on every read.
+class KPXML_API KpXmlAttributeData {
+public:
+    // Stores name and value; the entity flag starts true.
+    KpXmlAttributeData(const std::string& name, const std::string& data);
+    KpXmlAttributeData(const KpXmlAttributeData& other) = default;
+    KpXmlAttributeData& operator=(const KpXmlAttributeData& other) = default;
+    virtual ~KpXmlAttributeData();
+
+    // The attribute's name.
+    const std::string& getName() const { return name; }
+    // The value text as stored.
+    const std::string& getData() const { return data; }
+    // The value text as stored (same as getData).
+    const std::string& getString() const { return data; }
+    // The value text as a NUL-terminated pointer into this record; valid until the value changes.
+    const char* getChar() const { return data.c_str(); }
+    // The value text read as an integer (leading digits; 0 when there are none).
+    int getInteger() const;
+    // The value text read as a real (leading number; 0.0 when there is none).
+    double getDouble() const;
+    // True when the writer escapes the value into entities, false when it prints it verbatim.
+    bool getEntityFlag() const { return entityFlag; }
+
+    // Replaces the name.
+    void setName(const std::string& newName);
+    // Replaces the value text; the entity flag stays as it is.
+    void setData(const std::string& newData);
+    // Sets whether the writer escapes the value.
+    void setEntityFlag(bool flag) { entityFlag = flag; }
+
+    // True when the value text equals value byte for byte.
+    bool checkValue(const std::string& value) const;
+    // True when the value text read as an integer equals value.
+    bool checkValue(int value) const;
+    // True when |value text read as a real - value| < tolerance (never for tolerance 0 or NaN).
+    bool checkValue(double value, double tolerance) const;
+
+private:
+    std::string name;
+    std::string data;
+    bool entityFlag;
+};
+
+#endif

@@ -1,0 +1,12 @@
+#ifndef KPXML_SRC_XML_INVALIDPARAMETER_H
+#define KPXML_SRC_XML_INVALIDPARAMETER_H
+
+namespace kpxml {
+
+// Calls the process-wide invalid-parameter handler (by default: abort()). Returns when the
+// installed handler returns.
+void raiseInvalidParameter();
+
+}  // namespace kpxml
+
+#endif

@@ -1,0 +1,167 @@
+#include "kpxml/KpXmlData.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "xml/TextConvert.h"
+
+namespace {
+
+// While a flush deletes a subtree, the nodes still to be deleted, last to be deleted first. The
+// destructor of each node that it deletes flushes that node, which then hands its own children to
+// this list instead of deleting them itself: the subtree goes in the same order as by recursion
+// (each node before its children, children in list order), with a stack depth that does not grow
+// with the tree's depth.
+thread_local std::vector<KpXmlData*>* pendingDeletions = nullptr;
+
+// The first child named childName whose attribute attrName passes test.
+template <typename Test>
+KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const std::string& childName,
+                                  const std::string& attrName, Test test) {
+    for (KpXmlData* child : children) {
+        if (child == nullptr || child->getName() != childName) continue;
+        const KpXmlAttributeData* attribute = child->findAttribute(attrName);
+        if (attribute != nullptr && test(*attribute)) return child;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+KpXmlData::KpXmlData() : KpXmlData(std::string(), nullptr) {}
+
+KpXmlData::KpXmlData(const std::string& initialName) : KpXmlData(initialName, nullptr) {}
+
+KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
+    : name(initialName), parent(initialParent), entityFlag(true), pointer(nullptr), expand(false) {}
+
+KpXmlData::~KpXmlData() {
+    flush();
+}
+
+void KpXmlData::init() {
+    pointer = nullptr;
+    expand = false;
+}
+
+void KpXmlData::flush() {
+    for (KpXmlAttributeData* attribute : attributes) {
+        delete attribute;
+    }
+    attributes.clear();
+    if (children.empty()) return;
+
+    if (pendingDeletions != nullptr) {
+        pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
+        children.clear();
+        return;
+    }
+    std::vector<KpXmlData*> pending(children.rbegin(), children.rend());
+    children.clear();
+    pendingDeletions = &pending;
+    while (!pending.empty()) {
+        KpXmlData* node = pending.back();
+        pending.pop_back();
+        delete node;
+    }
+    pendingDeletions = nullptr;
+}
+
+void KpXmlData::addChild(KpXmlData* child) {
+    children.push_back(child);
+    if (child != nullptr) child->parent = this;
+}
+
+KpXmlData* KpXmlData::createChild(const std::string& childName) {
+    KpXmlData* child = new KpXmlData(childName);
+    addChild(child);
+    return child;
+}
+
+KpXmlData* KpXmlData::openChild(const std::string& childName, bool always) {
+    if (!always) {
+        if (KpXmlData* existing = findChild(childName)) return existing;
+    }
+    KpXmlData* child = new KpXmlData(childName, this);
+    addChild(child);
+    return child;
+}
+
+KpXmlData* KpXmlData::findChild(const std::string& childName) const {
+    for (KpXmlData* child : children) {
+        if (child != nullptr && child->name == childName) return child;
+    }
+    return nullptr;
+}
+
+const KpXmlData* KpXmlData::findTree(const std::string& searchName, bool deep) const {
+    if (searchName.empty()) return nullptr;
+    if (name == searchName) return this;
+    if (const KpXmlData* child = findChild(searchName)) return child;
+    if (!deep) return nullptr;
+
+    // Each child's subtree in order: that child's direct children first, then its children's
+    // subtrees. A stack of (node, next child to descend into) replaces recursion.
+    std::vector<std::pair<const KpXmlData*, std::size_t>> stack{{this, 0}};
+    while (!stack.empty()) {
+        auto& [node, next] = stack.back();
+        if (next == node->children.size()) {
+            stack.pop_back();
+            continue;
+        }
+        const KpXmlData* child = node->children[next++];
+        if (child == nullptr) continue;
+        if (const KpXmlData* grandchild = child->findChild(searchName)) return grandchild;
+        stack.emplace_back(child, 0);
+    }
+    return nullptr;
+}
+
+KpXmlData* KpXmlData::findTree(const std::string& searchName, bool deep) {
+    return const_cast<KpXmlData*>(std::as_const(*this).findTree(searchName, deep));
+}
+
+KpXmlData* KpXmlData::findChildToAttribute(const std::string& childName, const std::string& attrName,
+                                           double value, double tolerance) const {
+    return findChildWithAttribute(children, childName, attrName,
+                                  [&](const KpXmlAttributeData& attribute) { return attribute.checkValue(value, tolerance); });
+}
+
+KpXmlData* KpXmlData::findChildToAttribute(const std::string& childName, const std::string& attrName,
+                                           const std::string& value) const {
+    return findChildWithAttribute(children, childName, attrName,
+                                  [&](const KpXmlAttributeData& attribute) { return attribute.checkValue(value); });
+}
+
+KpXmlData* KpXmlData::findChildToAttribute(const std::string& childName, const std::string& attrName,
+                                           int value) const {
+    return findChildWithAttribute(children, childName, attrName,
+                                  [&](const KpXmlAttributeData& attribute) { return attribute.checkValue(value); });
+}
+
+void KpXmlData::remove(const std::string& childName) {
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [&](const KpXmlData* child) { return child != nullptr && child->name == childName; });
+    if (found == children.end()) return;
+    KpXmlData* child = *found;
+    children.erase(found);
+    delete child;
+}
+
+KpXmlAttributeData* KpXmlData::findAttribute(const std::string& attrName) const {
+    for (KpXmlAttributeData* attribute : attributes) {
+        if (attribute != nullptr && attribute->getName() == attrName) return attribute;
+    }
+    return nullptr;
+}
+
+bool KpXmlData::removeAttribute(const std::string& attrName) {
+    const auto found = std::find_if(attributes.begin(), attributes.end(), [&](const KpXmlAttributeData* attribute) {
+        return attribute != nullptr && attribute->getName() == attrName;
+    });
+    if (found == attributes.end()) return false;
+    KpXmlAttributeData* attribute = *found;
+    attributes.erase(found);
+    delete attribute;
+    return true;
+}

@@ -1,0 +1,200 @@
+// Typed values on nodes: numbers, texts, vectors and integer sets stored as element text and
+// attributes, and read back with fixed defaults for missing items.
+#include <memory>
+
+#include "kpxml/KpXmlData.h"
+#include "xml/InvalidParameter.h"
+#include "xml/RealFormat.h"
+#include "xml/TextConvert.h"
+
+namespace {
+
+// value printed with format and trimmed of white space at both ends; the empty text, after
+// raising the invalid-parameter handler, when the format cannot print it.
+std::string formattedReal(double value, const char* format) {
+    std::string text;
+    if (!kpxml::formatReal(value, format, text)) {
+        kpxml::raiseInvalidParameter();
+        return std::string();
+    }
+    std::size_t first = 0;
+    std::size_t last = text.size();
+    while (first < last && kpxml::isSpace(text[first])) ++first;
+    while (last > first && kpxml::isSpace(text[last - 1])) --last;
+    return text.substr(first, last - first);
+}
+
+}  // namespace
+
+std::string KpXmlData::toString(const int& value) {
+    return kpxml::intToText(value);
+}
+
+std::string KpXmlData::toString(const double& value) {
+    return kpxml::realToText(value);
+}
+
+const std::string& KpXmlData::toString(const std::string& value) {
+    return value;
+}
+
+// --- Element text ----------------------------------------------------------------------------
+
+void KpXmlData::setData(std::string value) {
+    const std::size_t first = value.find_first_not_of(' ');
+    if (first == std::string::npos) {
+        data.clear();
+        return;
+    }
+    const std::size_t last = value.find_last_not_of(' ');
+    value.erase(last + 1);
+    value.erase(0, first);
+    data = std::move(value);
+}
+
+void KpXmlData::setData(int value) {
+    setData(toString(value));
+}
+
+void KpXmlData::setData(unsigned long long value) {
+    setData(toString(kpxml::lowBitsAsInt(value)));
+}
+
+void KpXmlData::setData(double value) {
+    setData(toString(value));
+}
+
+void KpXmlData::setData(double value, const char* format) {
+    setData(formattedReal(value, format));
+}
+
+// --- Attributes ------------------------------------------------------------------------------
+
+void KpXmlData::setAttribute(const std::string& attrName, const std::string& value, bool entity) {
+    KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) {
+        auto created = std::make_unique<KpXmlAttributeData>(attrName, value);
+        attributes.push_back(created.get());
+        attribute = created.release();
+    } else {
+        attribute->setData(value);
+    }
+    attribute->setEntityFlag(entity);
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, int value, bool entity) {
+    setAttribute(attrName, toString(value), entity);
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, long value, bool entity) {
+    setAttribute(attrName, toString(kpxml::lowBitsAsInt(static_cast<unsigned long long>(value))), entity);
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, unsigned long long value, bool entity) {
+    setAttribute(attrName, toString(kpxml::lowBitsAsInt(value)), entity);
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, double value) {
+    setAttribute(attrName, toString(value), true);
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, double value, const char* format) {
+    setAttribute(attrName, formattedReal(value, format), true);
+}
+
+int KpXmlData::getAttributeInt(const std::string& attrName) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    return attribute != nullptr ? attribute->getInteger() : -1;
+}
+
+bool KpXmlData::getAttributeBool(const std::string& attrName) const {
+    return getAttributeInt(attrName) != 0;
+}
+
+double KpXmlData::getAttributeDouble(const std::string& attrName) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    return attribute != nullptr ? attribute->getDouble() : 0.0;
+}
+
+std::string KpXmlData::getAttributeString(const std::string& attrName) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    return attribute != nullptr ? attribute->getData() : std::string();
+}
+
+bool KpXmlData::findAttributeInt(const std::string& attrName, int& out) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) return false;
+    out = attribute->getInteger();
+    return true;
+}
+
+bool KpXmlData::findAttributeLong(const std::string& attrName, long& out) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) return false;
+    out = kpxml::truncateToInt(attribute->getDouble());
+    return true;
+}
+
+bool KpXmlData::findAttributeDouble(const std::string& attrName, double& out) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) return false;
+    out = attribute->getDouble();
+    return true;
+}
+
+bool KpXmlData::findAttributeBool(const std::string& attrName, bool& out) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) return false;
+    out = attribute->getInteger() != 0;
+    return true;
+}
+
+bool KpXmlData::findAttributeString(const std::string& attrName, std::string& out) const {
+    const KpXmlAttributeData* attribute = findAttribute(attrName);
+    if (attribute == nullptr) return false;
+    out = attribute->getData();
+    return true;
+}
+
+// --- Child text, vectors, integer sets -------------------------------------------------------
+
+int KpXmlData::getChildInt(const std::string& childName) const {
+    const KpXmlData* child = findChild(childName);
+    return child != nullptr ? kpxml::atoi(child->data) : 0;
+}
+
+double KpXmlData::getChildDouble(const std::string& childName) const {
+    const KpXmlData* child = findChild(childName);
+    return child != nullptr ? kpxml::atof(child->data) : 0.0;
+}
+
+std::string KpXmlData::getChildString(const std::string& childName) const {
+    const KpXmlData* child = findChild(childName);
+    return child != nullptr ? child->data : std::string();
+}
+
+void KpXmlData::getVector(double& x, double& y, double& z) const {
+    x = getChildDouble("X");
+    y = getChildDouble("Y");
+    z = getChildDouble("Z");
+}
+
+std::array<double, 3> KpXmlData::getVector() const {
+    std::array<double, 3> vector{};
+    getVector(vector[0], vector[1], vector[2]);
+    return vector;
+}
+
+void KpXmlData::writeIntSet(const std::set<int>& values) {
+    int counter = 0;
+    for (const int value : values) {
+        setAttribute("N" + toString(counter), toString(value), true);
+        ++counter;
+    }
+}
+
+void KpXmlData::readIntSet(std::set<int>& values) const {
+    for (const KpXmlAttributeData* attribute : attributes) {
+        if (attribute != nullptr) values.insert(attribute->getInteger());
+    }
+}
