@@ -150,7 +150,7 @@ std::string renderField(double value, const Conversion& conversion) {
         if ((conversion.kind | 0x20) == 'a') prefix = "0x";
     }
     if (upper) {
-        for (char& c : prefix) c = static_cast<char>(c & ~0x20);
+        if (!prefix.empty()) prefix = "0X";
         for (char& c : digits) {
             if (c >= 'a' && c <= 'z') c = static_cast<char>(c & ~0x20);
         }
