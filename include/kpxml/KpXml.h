@@ -8,5 +8,6 @@
 #include "kpxml/KpXmlAttributeStream.h"
 #include "kpxml/KpXmlData.h"
 #include "kpxml/KpXmlDataUtil.h"
+#include "kpxml/KpXmlTree.h"
 
 #endif
