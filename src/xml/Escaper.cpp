@@ -1,0 +1,86 @@
+#include "xml/Escaper.h"
+
+#include "platform/CodePage.h"
+#include "xml/TextConvert.h"
+
+namespace kpxml {
+
+namespace {
+
+bool isSafeByte(unsigned char byte) {
+    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
+           byte == ' ' || byte == '+' || byte == ',' || byte == '-' || byte == '.' || byte == '/' ||
+           byte == ':' || byte == '_';
+}
+
+// Appends "&#N;" with N in decimal.
+void appendCharacterReference(std::string& out, unsigned int code) {
+    out += "&#";
+    out += intToText(static_cast<int>(code));
+    out += ';';
+}
+
+}  // namespace
+
+Escaper::Escaper(const std::map<char, std::string>& escapeMap) {
+    replacements.reserve(256 * 7);
+    for (unsigned int code = 0; code < 256; ++code) {
+        const auto byte = static_cast<unsigned char>(code);
+        offsets[code] = static_cast<std::uint32_t>(replacements.size());
+        if (isSafeByte(byte)) {
+            byteClass[code] = safeAlways | safeWithEquals;
+            continue;
+        }
+        if (byte == '=') byteClass[code] = safeWithEquals;
+        const auto mapped = escapeMap.find(static_cast<char>(byte));
+        if (mapped != escapeMap.end()) {
+            replacements += mapped->second;
+            continue;
+        }
+        char16_t unit = 0;
+        appendCharacterReference(replacements, platform::ansiByteToUtf16(byte, unit) ? unit : code);
+    }
+    offsets[256] = static_cast<std::uint32_t>(replacements.size());
+}
+
+void Escaper::append(std::string& out, const char* text, std::size_t size, bool allowEquals) const {
+    const std::uint8_t passMask = allowEquals ? safeWithEquals : safeAlways;
+    const char* const end = text + size;
+    const char* p = text;
+    while (p != end) {
+        const char* runStart = p;
+        while (p != end && (byteClass[static_cast<unsigned char>(*p)] & passMask) != 0) ++p;
+        if (p != runStart) out.append(runStart, static_cast<std::size_t>(p - runStart));
+        if (p == end) break;
+        const auto byte = static_cast<unsigned char>(*p++);
+        out.append(replacements, offsets[byte], offsets[byte + 1u] - offsets[byte]);
+    }
+}
+
+std::string Escaper::escape(const std::string& text, bool allowEquals) const {
+    std::string out;
+    out.reserve(text.size());
+    append(out, text, allowEquals);
+    return out;
+}
+
+std::string replaceQuotes(const std::string& text) {
+    static const std::string quotEntity = "&quot;";
+    std::string out;
+    std::size_t from = 0;
+    std::size_t match = text.find(quotEntity);
+    if (match == std::string::npos) return text;
+    out.reserve(text.size());
+    // Scanning the source instead of the copy gives the same result: the search resumes right
+    // after each replaced entity, and an inserted quote cannot start a new one.
+    while (match != std::string::npos) {
+        out.append(text, from, match - from);
+        out += '"';
+        from = match + quotEntity.size();
+        match = text.find(quotEntity, from);
+    }
+    out.append(text, from, std::string::npos);
+    return out;
+}
+
+}  // namespace kpxml

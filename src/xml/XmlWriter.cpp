@@ -1,0 +1,176 @@
+// The writer of KpXmlTree: an element per line, indented by its depth in the document.
+
+#include "kpxml/KpXmlTree.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "xml/Escaper.h"
+
+namespace {
+
+// The number of parent-pointer hops from node up to the top of its document. A cycle of parent
+// pointers is noticed (a pointer advancing at half speed is met again) and ends the count there.
+std::size_t countAncestors(const KpXmlData* node) {
+    std::size_t depth = 0;
+    const KpXmlData* slow = node;
+    for (const KpXmlData* ancestor = node->getParent(); ancestor != nullptr; ancestor = ancestor->getParent()) {
+        ++depth;
+        if ((depth & 1u) == 0) slow = slow->getParent();
+        if (ancestor == slow) break;
+    }
+    return depth;
+}
+
+// The state of one call of putNode. Output is gathered line by line in one reused buffer; each
+// line goes to the stream with one write and is followed by a flush, as std::endl does.
+class NodeWriter {
+public:
+    NodeWriter(std::ostream& stream, const std::string& indentUnit, const std::map<char, std::string>& entities)
+        : out(stream), indent(indentUnit), escapeMap(entities) {
+        line.reserve(256);
+    }
+
+    void write(const KpXmlData* top) {
+        const std::size_t topDepth = indent.empty() ? 0 : countAncestors(top);
+        if (!openElement(top, topDepth)) return;
+        while (!stack.empty()) {
+            Frame& frame = stack.back();
+            const std::vector<KpXmlData*>& children = frame.node->getChildren();
+            if (frame.next < children.size()) {
+                const KpXmlData* child = children[frame.next++];
+                if (child == nullptr) continue;
+                std::size_t depth = 0;
+                if (!indent.empty()) depth = child->getParent() == frame.node ? frame.depth + 1 : countAncestors(child);
+                openElement(child, depth);  // may grow the stack: frame is not used after this
+                continue;
+            }
+            // All children written: the end tag on a line of its own, indented like the start tag.
+            appendIndent(frame.depth);
+            closeElement(*frame.node);
+            stack.pop_back();
+        }
+    }
+
+private:
+    struct Frame {
+        const KpXmlData* node;
+        std::size_t depth;
+        std::size_t next;  // index of the next child to write
+    };
+
+    // Writes the start tag and the text of node. Returns true, with a frame pushed for the
+    // children, when the element stays open; false when it was written completely.
+    bool openElement(const KpXmlData* node, std::size_t depth) {
+        appendIndent(depth);
+        line += '<';
+        line += node->getName();
+        for (const KpXmlAttributeData* attribute : node->getAttributes()) {
+            if (attribute == nullptr) continue;
+            line += ' ';
+            escaper().append(line, attribute->getName(), false);
+            line += "=\"";
+            if (attribute->getEntityFlag()) {
+                escaper().append(line, attribute->getData(), true);
+            } else {
+                line += attribute->getData();
+            }
+            line += '"';
+        }
+        const std::string& text = node->getData();
+        const bool hasChildren = !node->getChildren().empty();
+        if (text.empty() && !hasChildren) {
+            line += " />";
+            endLine();
+            return false;
+        }
+        line += '>';
+        if (hasChildren) endLine();
+        // The text stays in the line buffer: the first child's indentation and start tag follow it.
+        if (!text.empty()) {
+            if (node->getEntityFlag()) {
+                escaper().append(line, text, false);
+            } else {
+                line += text;
+            }
+        }
+        if (!hasChildren) {
+            closeElement(*node);
+            return false;
+        }
+        stack.push_back(Frame{node, depth, 0});
+        return true;
+    }
+
+    void closeElement(const KpXmlData& node) {
+        line += "</";
+        line += node.getName();
+        line += '>';
+        endLine();
+    }
+
+    // Appends the indentation unit depth times, from a run of units kept for the deepest level so far.
+    void appendIndent(std::size_t depth) {
+        if (indent.empty() || depth == 0) return;
+        const std::size_t length = depth * indent.size();
+        while (indentRun.size() < length) indentRun += indent;
+        line.append(indentRun, 0, length);
+    }
+
+    void endLine() {
+        line += '\n';
+        out.write(line.data(), static_cast<std::streamsize>(line.size()));
+        out.flush();
+        line.clear();
+    }
+
+    // The escaper, built on first use, so that documents without escaped text do not pay for it.
+    const kpxml::Escaper& escaper() {
+        if (!escaperTable) escaperTable.emplace(escapeMap);
+        return *escaperTable;
+    }
+
+    std::ostream& out;
+    const std::string& indent;
+    const std::map<char, std::string>& escapeMap;
+    std::optional<kpxml::Escaper> escaperTable;
+    std::string line;
+    std::string indentRun;
+    std::vector<Frame> stack;
+};
+
+}  // namespace
+
+void KpXmlTree::putToStream(std::ostream& out, bool declaration) const {
+    if (declaration) {
+        static const char declarationLine[] = "<?xml version=\"1.0\"?>\n";
+        out.write(declarationLine, static_cast<std::streamsize>(sizeof declarationLine - 1));
+        out.flush();
+    }
+    if (root != nullptr) putNode(out, root);
+}
+
+void KpXmlTree::putNode(std::ostream& out, const KpXmlData* node) const {
+    if (node == nullptr) return;
+    NodeWriter(out, indent, escapeMap).write(node);
+}
+
+void KpXmlTree::setIndent(const std::string& unit) {
+    if (unit.empty() || unit == "\t" || unit.find_first_not_of(' ') == std::string::npos) indent = unit;
+}
+
+int KpXmlTree::getOFStreamOpenMode() {
+    return 2;
+}
+
+void KpXmlTree::flush() {
+    if (currentNode != nullptr) currentNode->flush();
+}
+
+void KpXmlTree::flushRoot() {
+    if (root != nullptr) root->flush();
+}
