@@ -1,6 +1,7 @@
 #ifndef KPXML_KPXMLATTRIBUTEDATA_H
 #define KPXML_KPXMLATTRIBUTEDATA_H
 
+#include <cstddef>
 #include <string>
 
 #include "kpxml/KpXmlExport.h"
@@ -14,6 +15,11 @@ public:
     KpXmlAttributeData(const KpXmlAttributeData& other) = default;
     KpXmlAttributeData& operator=(const KpXmlAttributeData& other) = default;
     virtual ~KpXmlAttributeData();
+
+    // Nodes and attributes come from the library's pools, which make them cheap to create and
+    // destroy; derived classes larger than a slot use the global heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* object, std::size_t size) noexcept;
 
     // The attribute's name.
     const std::string& getName() const { return name; }

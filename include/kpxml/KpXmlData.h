@@ -2,6 +2,7 @@
 #define KPXML_KPXMLDATA_H
 
 #include <array>
+#include <cstddef>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,6 +28,11 @@ public:
     KpXmlData& operator=(const KpXmlData& other) = default;
     // Deletes the attributes and the whole subtree (without recursion, whatever the depth).
     virtual ~KpXmlData();
+
+    // Nodes and attributes come from the library's pools, which make them cheap to create and
+    // destroy; derived classes larger than a slot use the global heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* object, std::size_t size) noexcept;
 
     // Clears the caller's pointer and the expand flag; nothing else.
     void init();

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "xml/ObjectPool.h"
 #include "xml/TextConvert.h"
 
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
@@ -35,4 +36,12 @@ bool KpXmlAttributeData::checkValue(int value) const {
 
 bool KpXmlAttributeData::checkValue(double value, double tolerance) const {
     return tolerance > std::fabs(getDouble() - value);
+}
+
+void* KpXmlAttributeData::operator new(std::size_t size) {
+    return kpxml::attributePool().allocate(size);
+}
+
+void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
+    kpxml::attributePool().release(object, size);
 }

@@ -1,8 +1,11 @@
 #include "kpxml/KpXmlData.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
+#include "xml/NodeLifetime.h"
+#include "xml/ObjectPool.h"
 #include "xml/TextConvert.h"
 
 namespace {
@@ -13,6 +16,8 @@ namespace {
 // (each node before its children, children in list order), with a stack depth that does not grow
 // with the tree's depth.
 thread_local std::vector<KpXmlData*>* pendingDeletions = nullptr;
+
+std::atomic<kpxml::NodeDestroyedHook> nodeDestroyedHook{nullptr};
 
 // The first child named childName whose attribute attrName passes test.
 template <typename Test>
@@ -36,6 +41,7 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
     : name(initialName), parent(initialParent), entityFlag(true), pointer(nullptr), expand(false) {}
 
 KpXmlData::~KpXmlData() {
+    if (const kpxml::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
     flush();
 }
 
@@ -164,4 +170,16 @@ bool KpXmlData::removeAttribute(const std::string& attrName) {
     attributes.erase(found);
     delete attribute;
     return true;
+}
+
+void* KpXmlData::operator new(std::size_t size) {
+    return kpxml::nodePool().allocate(size);
+}
+
+void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
+    kpxml::nodePool().release(object, size);
+}
+
+kpxml::NodeDestroyedHook kpxml::setNodeDestroyedHook(NodeDestroyedHook hook) {
+    return nodeDestroyedHook.exchange(hook);
 }

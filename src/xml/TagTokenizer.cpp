@@ -1,6 +1,7 @@
 #include "xml/TagTokenizer.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "xml/Escaper.h"
 
@@ -87,7 +88,12 @@ TagKind tokenizeTag(const std::string& tag, const SeparatorSet& separators, Pars
         if (parsed.attributeCount == parsed.attributes.size()) parsed.attributes.emplace_back();
         TagAttribute& attribute = parsed.attributes[parsed.attributeCount++];
         attribute.name.assign(tag, a, e - a);
-        attribute.value = replaceQuotes(tag.substr(opening + 1, closing - opening - 1));
+        const std::size_t valueLength = closing - opening - 1;
+        if (std::memchr(tag.data() + opening + 1, '&', valueLength) != nullptr) {
+            attribute.value = replaceQuotes(tag.substr(opening + 1, valueLength));
+        } else {
+            attribute.value.assign(tag, opening + 1, valueLength);  // nothing to replace
+        }
         p = closing + 1;
     }
     return TagKind::Element;

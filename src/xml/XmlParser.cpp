@@ -1,6 +1,9 @@
 // Reading a document from a stream: a forgiving single-pass scanner. It decodes a fixed set of
 // entities, cuts tags with the tag tokenizer, and never rejects input. Nesting is tracked on an
 // explicit stack of levels rather than by recursion, so any depth can be read.
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <exception>
 #include <istream>
 #include <memory>
@@ -40,6 +43,7 @@ void appendConvertedUnit(std::string& text, char16_t unit) {
 void applyAttributes(KpXmlData& node, const kpxml::ParsedTag& parsed) {
     constexpr std::size_t directLimit = 8;
     std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
+    attributes.reserve(attributes.size() + parsed.attributeCount);
     if (parsed.attributeCount + attributes.size() <= directLimit) {
         for (std::size_t i = 0; i < parsed.attributeCount; ++i) {
             node.setAttribute(parsed.attributes[i].name, parsed.attributes[i].value, true);
@@ -73,15 +77,32 @@ public:
     }
 
     // Reads in to its end or to the end of the document level; returns true in the latter case,
-    // with the document level's text in documentText.
+    // with the document level's text in documentText. Bytes are taken in blocks from what the
+    // stream buffer holds already, so the stream can be left right after the last byte used.
     bool run(std::streambuf& in) {
+        char block[blockSize];
         for (;;) {
-            const std::char_traits<char>::int_type next = read(in);
-            if (std::char_traits<char>::eq_int_type(next, std::char_traits<char>::eof())) {
+            const std::streamsize buffered = available(in);
+            std::size_t count = 0;
+            if (buffered > 0) {
+                const std::streamsize wanted = std::min<std::streamsize>(buffered, blockSize);
+                count = static_cast<std::size_t>(in.sgetn(block, wanted));
+            } else {
+                const std::char_traits<char>::int_type next = read(in);
+                if (!std::char_traits<char>::eq_int_type(next, std::char_traits<char>::eof())) {
+                    block[0] = std::char_traits<char>::to_char_type(next);
+                    count = 1;
+                }
+            }
+            if (count == 0) {
                 while (levels.size() > 1) finishLevel(false);
                 return false;
             }
-            if (consume(std::char_traits<char>::to_char_type(next))) return true;
+            if (const char* rest = consume(block, block + count)) {
+                // The document ended inside the block: return the unused bytes to the stream.
+                for (const char* unused = block + count; unused != rest;) in.sputbackc(*--unused);
+                return true;
+            }
         }
     }
 
@@ -90,8 +111,37 @@ public:
     std::exception_ptr streamError;
 
 private:
-    // The next character, as istream::get() reads it but without its per-call overhead.
+    static constexpr std::size_t blockSize = 4096;
+
+    // Bytes that end a run of plain text or of tag text.
+    static constexpr unsigned char endsText = 1;
+    static constexpr unsigned char endsTag = 2;
+    static constexpr std::array<unsigned char, 256> byteClasses = [] {
+        std::array<unsigned char, 256> classes{};
+        classes['&'] = classes['<'] = classes['>'] = endsText | endsTag;
+        classes['\t'] = classes['\n'] = classes['\r'] = endsText;
+        return classes;
+    }();
+
+    static const char* runEnd(const char* p, const char* end, unsigned char endClass) {
+        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & endClass) == 0) ++p;
+        return p;
+    }
+
+    // The number of bytes the stream buffer holds ready, or 0 when it cannot tell.
+    std::streamsize available(std::streambuf& in) {
+        if (streamError) return 0;
+        try {
+            return in.in_avail();
+        } catch (...) {
+            streamError = std::current_exception();
+            return 0;
+        }
+    }
+
+    // The next byte, as istream::get() reads it.
     std::char_traits<char>::int_type read(std::streambuf& in) {
+        if (streamError) return std::char_traits<char>::eof();
         try {
             return in.sbumpc();
         } catch (...) {
@@ -102,10 +152,10 @@ private:
 
     // One element whose content is being read (the document level first).
     struct Level {
-        std::string until;               // the tag text that ends this level: "/" + the element's name
-        std::string text;                // character data gathered at this level
-        KpXmlData* node;                 // the element whose content this is
-        KpXmlData* attachTo;             // where the element goes once read, or null (it is the root)
+        std::string until;                 // the tag text that ends this level: "/" + the element's name
+        std::string text;                  // character data gathered at this level
+        KpXmlData* node;                   // the element whose content this is
+        KpXmlData* attachTo;               // where the element goes once read, or null (it is the root)
         std::unique_ptr<KpXmlData> owned;  // the element until it is attached
     };
 
@@ -114,45 +164,59 @@ private:
         return level == 0 ? documentText : levels[level - 1].text;
     }
 
-    // Handles one character; true when the document level has ended.
-    bool consume(char c) {
-        if (inEntity) {
-            if (c == ';') {
+    // Handles the bytes [p, end). Returns null when all were used, or the position after the byte
+    // that ended the document level.
+    const char* consume(const char* p, const char* end) {
+        while (p != end) {
+            if (inEntity) {
+                // The entity's name runs up to the next ';'.
+                const auto* semicolon = static_cast<const char*>(std::memchr(p, ';', static_cast<std::size_t>(end - p)));
+                entity.append(p, semicolon != nullptr ? semicolon : end);
+                if (semicolon == nullptr) return nullptr;
+                p = semicolon + 1;
                 inEntity = false;
                 resolveEntity();
-            } else {
-                entity += c;
+                continue;
             }
-            return false;
-        }
-        if (entityStart) {
-            // Everything after '&' up to the next '#', 'a', 'g', 'l' or 'q' is dropped; that
-            // character starts the entity ('#' itself is not kept).
-            if (c == '#' || c == 'a' || c == 'g' || c == 'l' || c == 'q') {
+            if (entityStart) {
+                // Everything after '&' up to the next '#', 'a', 'g', 'l' or 'q' is dropped; that
+                // byte starts the entity ('#' itself is not kept).
+                while (p != end && *p != '#' && *p != 'a' && *p != 'g' && *p != 'l' && *p != 'q') ++p;
+                if (p == end) return nullptr;
                 entityStart = false;
                 inEntity = true;
                 entity.clear();
-                if (c != '#') entity += c;
+                if (*p != '#') entity += *p;
+                ++p;
+                continue;
             }
-            return false;
-        }
-        switch (c) {
-        case '&':
-            entityStart = true;
-            return false;
-        case '<':
-            inTag = true;
-            return false;
-        case '>':
-            return endTag();
-        default:
             if (inTag) {
-                tag += c;
-            } else if (!isEsc(c)) {
-                levels.back().text += c;
+                const char* stop = runEnd(p, end, endsTag);
+                tag.append(p, stop);
+                p = stop;
+            } else {
+                const char* stop = runEnd(p, end, endsText);
+                levels.back().text.append(p, stop);
+                p = stop;
+                if (p != end && isEsc(*p)) {  // tab, line feed and carriage return leave no trace in text
+                    ++p;
+                    continue;
+                }
             }
-            return false;
+            if (p == end) return nullptr;
+            switch (*p++) {
+            case '&':
+                entityStart = true;
+                break;
+            case '<':
+                inTag = true;
+                break;
+            default:  // '>'
+                if (endTag()) return p;
+                break;
+            }
         }
+        return nullptr;
     }
 
     void resolveEntity() {

@@ -1,0 +1,31 @@
+#ifndef KPXML_SRC_XML_OBJECTPOOL_H
+#define KPXML_SRC_XML_OBJECTPOOL_H
+
+#include <cstddef>
+
+namespace kpxml {
+
+// Memory for the library's many small objects of one size (nodes, attributes): slots carved from
+// large blocks, recycled through a per-thread free list, so that building and destroying a tree
+// costs little beyond touching its objects. Blocks are kept for reuse for the life of the process.
+// Objects larger than a slot (a caller's class derived from a node) go to the global heap.
+class ObjectPool {
+public:
+    constexpr explicit ObjectPool(std::size_t objectSize) : slotSize(objectSize) {}
+
+    void* allocate(std::size_t size);
+    void release(void* object, std::size_t size) noexcept;
+
+    ObjectPool(const ObjectPool&) = delete;
+    ObjectPool& operator=(const ObjectPool&) = delete;
+
+    const std::size_t slotSize;
+};
+
+// The pools of the two node classes.
+ObjectPool& nodePool();
+ObjectPool& attributePool();
+
+}  // namespace kpxml
+
+#endif
