@@ -3,6 +3,7 @@
 
 // KpXml: element trees read from and written to a compact XML dialect. Includes every class of
 // the library.
+#include "kpxml/KpExchangeXml.h"
 #include "kpxml/KpNullable.h"
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlAttributeStream.h"
