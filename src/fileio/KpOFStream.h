@@ -1,0 +1,50 @@
+#ifndef KPXML_SRC_FILEIO_KPOFSTREAM_H
+#define KPXML_SRC_FILEIO_KPOFSTREAM_H
+
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <string>
+
+// Safe file output: text goes to a fresh temporary file in the user's temporary directory, and the
+// destructor replaces the target with it (delete the target, then move the temporary file to the
+// target's name), after flushing its data to the disk. Files are in text mode unless the binary
+// bit is set: each line feed is stored as carriage return plus line feed, on every platform.
+class KpOFStream {
+public:
+    // Open-mode bits, the same on every platform.
+    static constexpr int modeIn = 1;
+    static constexpr int modeOut = 2;
+    static constexpr int modeAte = 4;
+    static constexpr int modeAppend = 8;
+    static constexpr int modeTruncate = 16;
+    static constexpr int modeBinary = 32;
+
+    // Prepares the temporary file for target (with the output bit added to mode). With the append
+    // bit and an existing target, the target's content is copied first so that output follows it.
+    // On failure getStream() is null and both paths are empty.
+    KpOFStream(const char* target, int mode);
+    // Commits: the temporary file replaces the target. Never throws.
+    ~KpOFStream();
+
+    KpOFStream(const KpOFStream&) = delete;
+    KpOFStream& operator=(const KpOFStream&) = delete;
+
+    // The stream to write to, or null when the temporary file could not be prepared.
+    std::ostream* getStream() const { return stream.get(); }
+    // The file the output goes to until the commit; empty after a failed construction.
+    const std::string& getTemporaryPath() const { return temporaryPath; }
+    const std::string& getTargetPath() const { return targetPath; }
+
+private:
+    std::string targetPath;
+    std::string temporaryPath;
+    std::unique_ptr<std::ostream> stream;
+};
+
+// Opens path for reading in text mode (a carriage return before a line feed is dropped, a byte
+// 0x1A ends the input); when that fails, tries the platform's short form of the path (the same
+// path again where there are no short names). Never null: test the stream's state.
+std::unique_ptr<std::istream> openIFStream(const char* path);
+
+#endif

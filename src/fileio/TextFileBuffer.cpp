@@ -1,0 +1,166 @@
+#include "fileio/TextFileBuffer.h"
+
+namespace kpxml {
+namespace {
+
+constexpr char kCarriageReturn = '\r';
+constexpr char kLineFeed = '\n';
+constexpr char kEndOfText = '\x1A';  // ends text-mode input, as on Windows
+
+}  // namespace
+
+TextFileBuffer::~TextFileBuffer() { close(); }
+
+bool TextFileBuffer::openForWrite(const char* path, bool append, bool text) {
+    close();
+    if (!file.openForWrite(path, append)) return false;
+    buffer.reset(new char[kBufferSize]);
+    if (text) encoded.reset(new char[2 * kBufferSize]);
+    textMode = text;
+    writing = true;
+    setp(buffer.get(), buffer.get() + kBufferSize);
+    return true;
+}
+
+bool TextFileBuffer::openForRead(const char* path, bool text) {
+    close();
+    if (!file.openForRead(path)) return false;
+    buffer.reset(new char[kBufferSize]);
+    textMode = text;
+    writing = false;
+    setg(buffer.get(), buffer.get(), buffer.get());
+    return true;
+}
+
+bool TextFileBuffer::flushToDisk() {
+    if (!isOpen() || !writing) return false;
+    const bool written = writeBuffered();
+    return file.flushToDisk() && written && !writeFailed;
+}
+
+bool TextFileBuffer::close() {
+    if (!isOpen()) return false;
+    bool ok = true;
+    if (writing) ok = writeBuffered() && !writeFailed;
+    if (!file.close()) ok = false;
+    reset();
+    return ok;
+}
+
+void TextFileBuffer::reset() {
+    setp(nullptr, nullptr);
+    setg(nullptr, nullptr, nullptr);
+    buffer.reset();
+    encoded.reset();
+    textMode = false;
+    writing = false;
+    writeFailed = false;
+    inputEnded = false;
+    heldReturn = false;
+}
+
+bool TextFileBuffer::writeBuffered() {
+    const char* begin = pbase();
+    const char* end = pptr();
+    if (begin == end) return true;
+    setp(buffer.get(), buffer.get() + kBufferSize);
+    const char* data = begin;
+    std::size_t size = static_cast<std::size_t>(end - begin);
+    if (textMode) {
+        char* out = encoded.get();
+        for (const char* p = begin; p != end; ++p) {
+            if (*p == kLineFeed) *out++ = kCarriageReturn;
+            *out++ = *p;
+        }
+        data = encoded.get();
+        size = static_cast<std::size_t>(out - data);
+    }
+    // What could not be written is dropped; the failure shows at close (and in sync).
+    if (!file.write(data, size)) writeFailed = true;
+    return !writeFailed;
+}
+
+TextFileBuffer::int_type TextFileBuffer::overflow(int_type c) {
+    if (!isOpen() || !writing) return traits_type::eof();
+    if (!writeBuffered()) return traits_type::eof();
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return c;
+}
+
+// The writer flushes its stream after every line. The output file is a private temporary file
+// until the commit renames it, so holding bytes back shows nobody anything: rather than a system
+// call per line, the bytes go to the system only when the buffer is full and at close. Sync
+// reports an earlier write failure, so a flush after a failed write still sets badbit.
+int TextFileBuffer::sync() { return writeFailed ? -1 : 0; }
+
+TextFileBuffer::int_type TextFileBuffer::underflow() {
+    if (gptr() != egptr()) return traits_type::to_int_type(*gptr());
+    if (!fill()) return traits_type::eof();
+    return traits_type::to_int_type(*gptr());
+}
+
+bool TextFileBuffer::fill() {
+    if (!isOpen() || writing || inputEnded) return false;
+    char* data = buffer.get();
+    for (;;) {
+        std::size_t start = 0;
+        if (heldReturn) {
+            data[start++] = kCarriageReturn;
+            heldReturn = false;
+        }
+        const std::ptrdiff_t count = file.read(data + start, kBufferSize - start);
+        if (count <= 0) {
+            // The end of the file (a read error ends the input as well): a carriage return held
+            // from the last read is the final byte.
+            inputEnded = true;
+            setg(data, data, data + start);
+            return start > 0;
+        }
+        const std::size_t size = start + static_cast<std::size_t>(count);
+        if (!textMode) {
+            setg(data, data, data + size);
+            return true;
+        }
+        // Translated in place: the output never gets ahead of the input.
+        std::size_t out = 0;
+        for (std::size_t i = 0; i < size; ++i) {
+            const char c = data[i];
+            if (c == kEndOfText) {
+                inputEnded = true;
+                break;
+            }
+            if (c == kCarriageReturn) {
+                if (i + 1 == size) {
+                    heldReturn = true;  // whether a line feed follows shows in the next read
+                    break;
+                }
+                if (data[i + 1] == kLineFeed) continue;
+            }
+            data[out++] = c;
+        }
+        setg(data, data, data + out);
+        if (out > 0) return true;
+        if (inputEnded) return false;
+        // Only a carriage return came: read on.
+    }
+}
+
+TextFileBuffer::pos_type TextFileBuffer::seekoff(off_type offset, std::ios_base::seekdir way,
+                                                 std::ios_base::openmode which) {
+    if (offset != 0 || way != std::ios_base::beg) return pos_type(off_type(-1));
+    return seekpos(pos_type(off_type(0)), which);
+}
+
+TextFileBuffer::pos_type TextFileBuffer::seekpos(pos_type position, std::ios_base::openmode which) {
+    const pos_type failed(off_type(-1));
+    if (off_type(position) != 0 || (which & std::ios_base::in) == 0) return failed;
+    if (!isOpen() || writing || !file.seekToStart()) return failed;
+    setg(buffer.get(), buffer.get(), buffer.get());
+    inputEnded = false;
+    heldReturn = false;
+    return position;
+}
+
+}  // namespace kpxml

@@ -1,0 +1,89 @@
+#ifndef KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
+#define KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
+
+#include <cstddef>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <streambuf>
+
+#include "platform/Files.h"
+
+namespace kpxml {
+
+// A stream buffer over a file, for the library's own files, giving the same bytes on every
+// platform. In text mode a line feed is written as carriage return plus line feed; on reading, a
+// carriage return directly before a line feed is dropped (a lone one stays) and a byte 0x1A ends
+// the input. In binary mode bytes pass unchanged. A buffer is opened either for writing or for
+// reading. Reading may go back to the beginning (seek to position 0); no other position can be
+// sought.
+class TextFileBuffer : public std::streambuf {
+public:
+    // Bytes held between calls of the system.
+    static constexpr std::size_t kBufferSize = 64 * 1024;
+
+    TextFileBuffer() = default;
+    ~TextFileBuffer() override;
+    TextFileBuffer(const TextFileBuffer&) = delete;
+    TextFileBuffer& operator=(const TextFileBuffer&) = delete;
+
+    // Opens path for writing: emptied first, or appending to what it holds. False on failure.
+    bool openForWrite(const char* path, bool append, bool text);
+    // Opens path for reading. False on failure.
+    bool openForRead(const char* path, bool text);
+    bool isOpen() const { return file.isOpen(); }
+
+    // Hands the bytes written so far to the system and has them stored on the disk.
+    bool flushToDisk();
+    // Hands the bytes written so far to the system and closes the file. False when anything
+    // written since opening could not be stored, or the file was not open.
+    bool close();
+
+protected:
+    int_type overflow(int_type c) override;
+    int sync() override;
+    int_type underflow() override;
+    pos_type seekoff(off_type offset, std::ios_base::seekdir way, std::ios_base::openmode which) override;
+    pos_type seekpos(pos_type position, std::ios_base::openmode which) override;
+
+private:
+    // Writes the put area to the file (translated in text mode) and empties it.
+    bool writeBuffered();
+    // Reads and translates bytes into the get area; false at the end of the input or on an error.
+    bool fill();
+    void reset();
+
+    platform::NativeFile file;
+    std::unique_ptr<char[]> buffer;   // the put area or the get area
+    std::unique_ptr<char[]> encoded;  // text output with carriage returns added
+    bool textMode = false;
+    bool writing = false;
+    bool writeFailed = false;
+    bool inputEnded = false;     // end of the file, a byte 0x1A or a read error
+    bool heldReturn = false;     // a carriage return at the end of the last read, not yet decided
+};
+
+// An output stream that owns its TextFileBuffer.
+class TextFileOStream : public std::ostream {
+public:
+    // The base keeps only the buffer's address until the buffer is constructed.
+    TextFileOStream() : std::ostream(&fileBuffer) {}
+    TextFileBuffer& buffer() { return fileBuffer; }
+
+private:
+    TextFileBuffer fileBuffer;
+};
+
+// An input stream that owns its TextFileBuffer.
+class TextFileIStream : public std::istream {
+public:
+    TextFileIStream() : std::istream(&fileBuffer) {}
+    TextFileBuffer& buffer() { return fileBuffer; }
+
+private:
+    TextFileBuffer fileBuffer;
+};
+
+}  // namespace kpxml
+
+#endif  // KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
