@@ -1,0 +1,87 @@
+// The C functions for documents: the global document of the run-together family, the documents
+// of the handle family, and reading and writing files.
+#include <memory>
+
+#include "capi/Registries.h"
+#include "fileio/KpOFStream.h"
+#include "kpxml/KpXmlApi.h"
+#include "kpxml/KpXmlExport.h"
+
+using kpxml::capi::state;
+
+namespace {
+
+// Parses the file at path into document; false when the file cannot be opened.
+bool readInto(KpXmlTree& document, const char* path) {
+    const std::unique_ptr<std::istream> in = openIFStream(path);
+    if (!in->good()) return false;
+    document.buildOfStream(*in);
+    return true;
+}
+
+// Writes document with the declaration line through a temporary file that replaces path; false,
+// writing nothing, when the temporary file cannot be made.
+bool writeFrom(const KpXmlTree& document, const char* path) {
+    KpOFStream file(path, KpXmlTree::getOFStreamOpenMode());
+    std::ostream* out = file.getStream();
+    if (out == nullptr || !out->good()) return false;
+    document.putToStream(*out, true);
+    return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+KPXML_API int XML_Open(const char* tagName) {
+    if (tagName == nullptr) return 0;
+    std::unique_ptr<KpXmlTree>& document = state().globalDocument;
+    if (!document) document = std::make_unique<KpXmlTree>();
+    document->open(tagName, true);
+    return 1;
+}
+
+KPXML_API int XML_Close(void) {
+    KpXmlTree* document = state().globalDocument.get();
+    if (document == nullptr) return 0;
+    document->close();
+    return 1;
+}
+
+KPXML_API int XML_Stop(void) {
+    std::unique_ptr<KpXmlTree> document = std::move(state().globalDocument);
+    return 1;
+}
+
+KPXML_API int XML_ReadFile(const char* path) {
+    if (path == nullptr) return 0;
+    // The old document goes before the file is looked at: a failed read leaves an empty one.
+    state().globalDocument = std::make_unique<KpXmlTree>();
+    return readInto(*state().globalDocument, path) ? 1 : 0;
+}
+
+KPXML_API int XML_WriteFile(const char* path) {
+    const KpXmlTree* document = state().globalDocument.get();
+    if (document == nullptr || path == nullptr) return 0;
+    return writeFrom(*document, path) ? 1 : 0;
+}
+
+KPXML_API int XML_Get_Tree(const char* name) {
+    return state().trees.handleOf(name != nullptr ? name : "");
+}
+
+KPXML_API void XML_Read_Tree(int tree, const char* path) {
+    KpXmlTree* document = state().trees.find(tree);
+    if (document != nullptr && path != nullptr) readInto(*document, path);
+}
+
+KPXML_API void XML_Write_Tree(int tree, const char* path) {
+    const KpXmlTree* document = state().trees.find(tree);
+    if (document != nullptr && path != nullptr) writeFrom(*document, path);
+}
+
+KPXML_API void XML_Delete_Tree(int tree) {
+    state().trees.remove(tree);
+}
+
+}  // extern "C"
