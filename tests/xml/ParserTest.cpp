@@ -1,0 +1,163 @@
+// Tests of the stream parser: input text -> the tree that buildOfStream leaves, and the stream's
+// state after a parse.
+
+#include "kpxml/KpXmlTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <sstream>
+#include <string>
+
+namespace {
+
+// Bytes outside printable ASCII as \xNN; the double quote and the backslash as \" and \\.
+std::string shown(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte < 0x7f) {
+            out += c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
+        } else {
+            out += {'\\', 'x', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+        }
+    }
+    return out;
+}
+
+// name ('' when empty), [attr="value" ...] when there are attributes, :"text" when there is text,
+// (child child ...) when there are children.
+std::string dump(const KpXmlData* node) {
+    std::string out = node->getName().empty() ? "''" : shown(node->getName());
+    const char* separator = "[";
+    for (const KpXmlAttributeData* attribute : node->getAttributes()) {
+        out += separator + shown(attribute->getName()) + "=\"" + shown(attribute->getData()) + '"';
+        separator = " ";
+    }
+    if (!node->getAttributes().empty()) out += ']';
+    if (!node->getData().empty()) out += ":\"" + shown(node->getData()) + '"';
+    separator = "(";
+    for (const KpXmlData* child : node->getChildren()) {
+        out += separator + dump(child);
+        separator = " ";
+    }
+    if (!node->getChildren().empty()) out += ')';
+    return out;
+}
+
+std::string parsed(const std::string& text) {
+    std::istringstream in(text);
+    const KpXmlTree tree(in);
+    return dump(tree.getRoot());
+}
+
+TEST(ParserTest, InputToTree) {
+    const struct {
+        const char* what;
+        std::string input;
+        const char* expected;
+    } cases[] = {
+        // Elements, text and the document level.
+        {"'?' tags skipped", "<?xml version=\"1.0\"?><a x=\"1\">x<?pi?>y</a><?end?>", "a[x=\"1\"]:\"xy\""},
+        {"text before a child with content lost", "<a><b/>x<c>y</c>z</a>", "a:\"z\"(b c:\"y\")"},
+        {"empty children join the text, an end tag clears it", "<a>x<b></b>y<c/>z</a>", "a:\"yz\"(b c)"},
+        {"later top-level elements appended to the root", "<a>t</a><b>u</b><a/>", "a:\"t\"(b:\"u\" a)"},
+        {"end of stream inside elements: no text", "<a><b>1</b><c>2", "a(b:\"1\" c)"},
+        {"document-level text without <> not kept", "<r/>t<c/>u", "r(c)"},
+        {"<> ends the document, its text replaces the root's", "<a>t</a>xy<>rest<b/>", "a:\"xy\""},
+        {"... also when empty", "<a>t</a><>", "a"},
+        {"text around a self-closing root", "x<a/>y<>", "a:\"xy\""},
+        {"an empty stream", "", "''"},
+        // Blanks.
+        {"tab, CR, LF dropped from text, spaces trimmed", "<a> 1\t2\r3\n4 5 </a>", "a:\"1234 5\""},
+        {"a line feed is part of a tag name", "<a\n x=\"1\"/>", "a\\x0a[x=\"1\"]"},
+        // Entities.
+        {"after & all up to # a g l q dropped", "<a>1&b2;3&amp;</a>", "a:\"1&\""},
+        {"< inside an entity name opens no tag", "<a>&l<b/>;</a>", "a:\"\\x00\""},
+        {"named entities", "<a>&lt;&gt;&amp;&apos;</a>", "a:\"<>&'\""},
+        {"&quot; stays in text", "<a>&quot;</a>", "a:\"&quot;\""},
+        {"&#10; dropped from text", "<a>1&#10;2</a>", "a:\"12\""},
+        {"&#x000a; kept in text", "<a>1&#x000a;2</a>", "a:\"1\\x0a2\""},
+        {"decimal references, a zero byte for others", "<a>&#65;&#0;&#x41;</a>", "a:\"A\\x00\\x00\""},
+        {"a negative reference is a byte", "<a>&#-4;</a>", "a:\"\\xfc\""},
+        {">= 256 through the code page", "<a>x&#8364;&#8364;y</a>", "a:\"x\\x80\\x80y\""},
+        {"best fit", "<a>&#256;</a>", "a:\"A\""},
+        {"not representable", "<a>&#20013;</a>", "a:\"?\""},
+        {"low byte 10 dropped from text", "<a>1&#266;2</a>", "a:\"12\""},
+        {"above 65535 the low 16 bits count", "<a>&#65601;</a>", "a:\"A\""},
+        {"entities in attribute values", "<a v=\"&lt;&gt;&amp;&apos;\"/>", "a[v=\"<>&'\"]"},
+        {"&quot; is a quote in attribute values", "<a v=\"&quot;x&quot;\"/>", "a[v=\"\\\"x\\\"\"]"},
+        {"controls kept in tags", "<a v=\"1\r2\t3&#10;&#x000a;&#266;\"/>", "a[v=\"1\\x0d2\\x093\\x0a\\x0aC\"]"},
+        // Attributes.
+        {"apostrophes delimit nothing", "<a x='1' y=\"2\"/>", "a[x=\"2\"]"},
+        {"no = nor blank needed", "<a x \"1\"y=\"2\"/>", "a[x=\"1\" y=\"2\"]"},
+        {"repeated name: last value, first place", "<a z=\"1\" y=\"a'b = c\" z=\"3\" x=\"\"/>",
+         "a[z=\"3\" y=\"a'b = c\" x=\"\"]"},
+        {"a value-less word takes the next value", "<a b c=\"1\" d/>", "a[b=\"1\"]"},
+        {"> in a value ends the tag", "<r><a x=\">\"/>t</r>", "r:\"\\\"/t\""},
+        // Ignored and unusual tags.
+        {"value-less attribute last: ignored", "<r><a b>x</r>", "r:\"x\""},
+        {"... also at document level", "<a b>x</a>", "''"},
+        {"one restart of the attribute scan", "<a=\"b x=\"1\" \"d\">t</a=\"b>",
+         "a=\\\"b[x=\"1\" a=\"b x=\" 1\\\"=\"d\"]:\"t\""},
+        {"blank-only tag inside an element ignored", "<a>x< >y<\t></a>", "a:\"xy\""},
+        {"blank-only tag at document level opens the root", "< >x</>", "'':\"x\""},
+        {"empty tag inside an element ignored", "<a>x<>y</a>", "a:\"xy\""},
+        {"unmatched end tag ignored", "<a>x</b>y</a>", "a:\"xy\""},
+        {"comment with blanks ignored", "<a>x<!-- c -->y</a>", "a:\"xy\""},
+        {"comment without blanks is an element", "<a>x<!--a-->y</a>z<b/>", "a(!--a--(b))"},
+        {"an unnamed element takes the next tag's name", "<a>x</a >y</a><c/>z</>w</a>", "a:\"w\"(c:\"yz\")"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(parsed(c.input), c.expected) << c.what << "\n input: " << shown(c.input);
+}
+
+TEST(ParserTest, ManyAttributesAndReferences) {
+    std::string text = "<a";
+    std::string euros;
+    for (int i = 0; i < 100000; ++i) {
+        text += " n" + std::to_string(i) + "=\"" + std::to_string(i) + '"';
+        euros += "&#8364;";
+    }
+    std::istringstream in(text + " n0=\"again\" e=\"" + euros + "\">" + euros + "</a>");
+    const KpXmlTree tree(in);
+    const auto& attributes = tree.getRoot()->getAttributes();
+    ASSERT_EQ(attributes.size(), 100001u);
+    EXPECT_EQ(attributes[0]->getName() + '=' + attributes[0]->getData(), "n0=again");
+    for (std::size_t i = 1; i < 100000; ++i) ASSERT_EQ(attributes[i]->getData(), std::to_string(i));
+    EXPECT_EQ(attributes[100000]->getData(), std::string(100000, '\x80'));
+    EXPECT_EQ(tree.getRoot()->getData(), std::string(100000, '\x80'));
+}
+
+TEST(ParserStreamTest, StateAfterTheParse) {
+    std::istringstream ended("<a>x</a>");
+    KpXmlTree tree(ended);
+    EXPECT_TRUE(ended.eof());
+    EXPECT_TRUE(ended.fail());
+    EXPECT_FALSE(ended.bad());
+
+    std::istringstream stopped("<a/><>rest");
+    tree.buildOfStream(stopped);
+    EXPECT_EQ(dump(tree.getRoot()), "a");
+    EXPECT_TRUE(stopped.good());
+    std::string rest;
+    stopped >> rest;
+    EXPECT_EQ(rest, "rest");
+
+    // Reading starts at position 0, wherever the stream is.
+    std::istringstream moved("<a><b/>t</a>");
+    moved.seekg(5);
+    tree.buildOfStream(moved);
+    EXPECT_EQ(dump(tree.getRoot()), "a:\"t\"(b)");
+}
+
+TEST(ParserStreamTest, FailedStreamGivesAnEmptyRoot) {
+    KpXmlTree tree("old");
+    tree.open("old", false);
+    std::istringstream failed("<a>t</a>");
+    failed.setstate(std::ios_base::failbit);
+    tree.buildOfStream(failed);
+    EXPECT_EQ(dump(tree.getRoot()), "''");
+    EXPECT_EQ(tree.getCurrentNode(), nullptr);
+}
+
+}  // namespace

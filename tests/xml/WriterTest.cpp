@@ -1,0 +1,141 @@
+// Tests of the document writer: line layout, indentation and escaping. Expected byte values of 128
+// and more are those of Windows-1252, the ANSI code page on POSIX and under Wine.
+
+#include "kpxml/KpXmlTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string written(const KpXmlTree& tree, bool declaration = false) {
+    std::ostringstream out;
+    tree.putToStream(out, declaration);
+    return out.str();
+}
+
+TEST(WriterTest, DocumentWithDeclaration) {
+    KpXmlTree tree("doc");
+    tree.getRoot()->setAttribute("version", std::string("2"));
+    tree.getRoot()->createChild("a")->setData("x<y");
+    tree.getRoot()->createChild("b");
+    tree.setIndent("  ");
+    EXPECT_EQ(written(tree, true),
+              "<?xml version=\"1.0\"?>\n<doc version=\"2\">\n  <a>x&lt;y</a>\n  <b />\n</doc>\n");
+    EXPECT_EQ(written(KpXmlTree(), true), "<?xml version=\"1.0\"?>\n");
+    EXPECT_EQ(written(KpXmlTree(), false), "");
+    EXPECT_EQ(KpXmlTree::getOFStreamOpenMode(), 2);
+}
+
+// Records how much had been written at each flush.
+struct FlushRecorder : std::stringbuf {
+    std::vector<std::size_t> flushedAt;
+    int sync() override {
+        flushedAt.push_back(str().size());
+        return 0;
+    }
+};
+
+TEST(WriterTest, TextBeforeTheFirstChildAndAFlushAfterEveryLine) {
+    KpXmlTree tree("r");
+    tree.getRoot()->setData("t");
+    tree.getRoot()->setAttribute("b", std::string("1"));
+    tree.getRoot()->setAttribute("a", std::string());
+    tree.getRoot()->createChild("a")->setData("x");
+    tree.getRoot()->createChild("b")->createChild("c");
+    tree.setIndent("\t");
+    FlushRecorder buffer;
+    std::ostream out(&buffer);
+    tree.putToStream(out, true);
+    const std::string text = buffer.str();
+    EXPECT_EQ(text, "<?xml version=\"1.0\"?>\n<r b=\"1\" a=\"\">\nt\t<a>x</a>\n\t<b>\n\t\t<c />\n\t</b>\n</r>\n");
+    std::vector<std::size_t> lineEnds;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n') lineEnds.push_back(i + 1);
+    }
+    EXPECT_EQ(buffer.flushedAt, lineEnds);
+}
+
+TEST(WriterTest, NullChildrenSkippedAndElementNamesNotEscaped) {
+    KpXmlTree tree("r");
+    tree.getRoot()->addChild(nullptr);
+    tree.getRoot()->createChild("a&b=\"c\"")->addChild(nullptr);
+    EXPECT_EQ(written(tree), "<r>\n<a&b=\"c\">\n</a&b=\"c\">\n</r>\n");
+}
+
+TEST(WriterTest, PutNodeIndentsByDepthInTheWholeDocument) {
+    KpXmlTree tree("r");
+    KpXmlData* c = tree.getRoot()->createChild("a")->createChild("b")->createChild("c");
+    c->createChild("d");
+    tree.setIndent("  ");
+    std::ostringstream out;
+    tree.putNode(out, c);
+    tree.putNode(out, nullptr);
+    EXPECT_EQ(out.str(), "      <c>\n        <d />\n      </c>\n");
+
+    // A cycle of parent pointers ends the count.
+    KpXmlData self("s");
+    self.setParent(&self);
+    std::ostringstream cycle;
+    tree.putNode(cycle, &self);
+    const std::string text = cycle.str();
+    EXPECT_EQ(text.substr(text.find_first_not_of(' ')), "<s />\n");
+}
+
+TEST(WriterTest, SetIndentAcceptsEmptyOneTabOrSpacesOnly) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""}, {"\t", "\t"}, {"   ", "   "}, {"\t\t", "  "}, {" \t", "  "}, {"x", "  "},
+    };
+    for (const auto& [unit, kept] : cases) {
+        KpXmlTree tree("r");
+        tree.getRoot()->createChild("c");
+        tree.setIndent("  ");
+        tree.setIndent(unit);
+        EXPECT_EQ(written(tree), "<r>\n" + std::string(kept) + "<c />\n</r>\n") << '"' << unit << '"';
+    }
+}
+
+TEST(WriterTest, Escaping) {
+    const struct {
+        const char* input;
+        const char* asText;   // element text and attribute names: '=' escaped
+        const char* asValue;  // attribute values: '=' kept
+    } cases[] = {
+        {"a=b", "a&#61;b", "a=b"},
+        {"a\nb", "a&#x000a;b", "a&#x000a;b"},
+        {"\"'&<>", "&quot;&apos;&amp;&lt;&gt;", "&quot;&apos;&amp;&lt;&gt;"},
+        {"\t\r\x01\x7f", "&#9;&#13;&#1;&#127;", "&#9;&#13;&#1;&#127;"},
+        {"!#$%()*;?@[\\]^`{|}~", "&#33;&#35;&#36;&#37;&#40;&#41;&#42;&#59;&#63;&#64;&#91;&#92;&#93;&#94;&#96;&#123;&#124;&#125;&#126;",
+         "&#33;&#35;&#36;&#37;&#40;&#41;&#42;&#59;&#63;&#64;&#91;&#92;&#93;&#94;&#96;&#123;&#124;&#125;&#126;"},
+        {"\x80", "&#8364;", "&#8364;"},
+        {"\xE4", "&#228;", "&#228;"},
+        {"\xC3\xA4", "&#195;&#164;", "&#195;&#164;"},
+        {"Az 09+,-./:_", "Az 09+,-./:_", "Az 09+,-./:_"},
+    };
+    for (const auto& c : cases) {
+        KpXmlTree tree("r");
+        tree.getRoot()->setData(c.input);
+        tree.getRoot()->setAttribute("v", std::string(c.input));
+        tree.getRoot()->setAttribute(c.input, std::string("1"));
+        EXPECT_EQ(written(tree), std::string("<r v=\"") + c.asValue + "\" " + c.asText + "=\"1\">" + c.asText + "</r>\n")
+            << c.input;
+    }
+}
+
+TEST(WriterTest, EntityFlagClearWritesRawBytes) {
+    const std::string raw = "a<b\"&\n'=!\xE4";
+    KpXmlTree tree("r");
+    KpXmlData* root = tree.getRoot();
+    root->setAttribute("raw", raw, false);
+    root->setAttribute("n!", std::string("\"<"), false);
+    root->setAttribute("esc", std::string("\"<"), true);
+    root->setData(raw);
+    root->setEntityFlag(false);
+    EXPECT_EQ(written(tree), "<r raw=\"" + raw + "\" n&#33;=\"\"<\" esc=\"&quot;&lt;\">" + raw + "</r>\n");
+}
+
+}  // namespace
