@@ -41,7 +41,7 @@ public:
 
     // --- Accessors -------------------------------------------------------------------------
     const std::string& getName() const { return name; }
-    void setName(const std::string& newName) { name = newName; }
+    void setName(const std::string& newName);
     // The element text (decoded text when parsed).
     const std::string& getData() const { return data; }
     KpXmlData* getParent() const { return parent; }
@@ -57,7 +57,7 @@ public:
     bool getExpand() const { return expand; }
     void setExpand(bool flag) { expand = flag; }
     // The child list itself, in document order.
-    std::vector<KpXmlData*>& getChildren() { return children; }
+    std::vector<KpXmlData*>& getChildren();
     const std::vector<KpXmlData*>& getChildren() const { return children; }
     // The attribute list itself, in insertion order.
     std::vector<KpXmlAttributeData*>& getAttributes() { return attributes; }

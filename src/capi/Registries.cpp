@@ -5,28 +5,39 @@
 namespace kpxml::capi {
 
 KpXmlData* TagRegistry::find(int handle) const {
+    const std::lock_guard<std::mutex> lock(mutex);
     if (handle <= 0 || static_cast<std::size_t>(handle) > nodes.size()) return nullptr;
     return nodes[static_cast<std::size_t>(handle) - 1];
 }
 
 int TagRegistry::add(KpXmlData* node) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return addLocked(node);
+}
+
+int TagRegistry::addLocked(KpXmlData* node) {
     nodes.push_back(node);
     const int handle = static_cast<int>(nodes.size());
-    handles.emplace(node, handle);  // an existing, lower handle of the same node stays its handle
+    // An existing, lower handle of the same node stays its handle.
+    if (handles.emplace(node, handle).second) liveCount.store(handles.size(), std::memory_order_relaxed);
     return handle;
 }
 
 int TagRegistry::handleOf(KpXmlData* node) {
     if (node == nullptr) return -1;
+    const std::lock_guard<std::mutex> lock(mutex);
     const auto found = handles.find(node);
-    return found != handles.end() ? found->second : add(node);
+    return found != handles.end() ? found->second : addLocked(node);
 }
 
 void TagRegistry::forget(const KpXmlData* node) {
+    if (liveCount.load(std::memory_order_relaxed) == 0) return;
+    const std::lock_guard<std::mutex> lock(mutex);
     const auto found = handles.find(node);
     if (found == handles.end()) return;
     nodes[static_cast<std::size_t>(found->second) - 1] = nullptr;
     handles.erase(found);
+    liveCount.store(handles.size(), std::memory_order_relaxed);
 }
 
 KpXmlTree* TreeRegistry::find(int handle) {
@@ -57,6 +68,28 @@ void TreeRegistry::remove(int handle) {
     if (found == entries.end()) return;
     handlesByName[found->second.name].erase(handle);
     entries.erase(found);
+}
+
+KpXmlData* ChildNameIndex::findChild(const KpXmlData& parent, const std::string& name) {
+    constexpr std::size_t indexedSize = 64;  // smaller child lists are simply scanned
+    const std::uint64_t now = childListVersion();
+    if (&parent != lastParent || now != version) {
+        lastParent = &parent;
+        version = now;
+        built = false;
+        firstByName.clear();
+        return parent.findChild(name);
+    }
+    const std::vector<KpXmlData*>& children = parent.getChildren();
+    if (children.size() < indexedSize) return parent.findChild(name);
+    if (!built) {
+        for (KpXmlData* child : children) {
+            if (child != nullptr) firstByName.emplace(child->getName(), child);  // the first of a name stays
+        }
+        built = true;
+    }
+    const auto found = firstByName.find(name);
+    return found != firstByName.end() ? found->second : nullptr;
 }
 
 namespace {

@@ -1,10 +1,14 @@
 #ifndef KPXML_SRC_CAPI_REGISTRIES_H
 #define KPXML_SRC_CAPI_REGISTRIES_H
 
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -14,6 +18,7 @@ namespace kpxml::capi {
 
 // Element handles: 1, 2, 3 ... in the order nodes are registered, never reused. A handle whose
 // node was destroyed stays registered but answers as unknown, and never matches a node again.
+// Guarded by a mutex: nodes may be destroyed on any thread, also while the C interface is in use.
 class TagRegistry {
 public:
     // The live node of handle, or null for an unknown or dead handle.
@@ -26,6 +31,10 @@ public:
     void forget(const KpXmlData* node);
 
 private:
+    int addLocked(KpXmlData* node);
+
+    mutable std::mutex mutex;
+    std::atomic<std::size_t> liveCount{0};  // read without the lock: no handles, nothing to forget
     std::vector<KpXmlData*> nodes;  // the node of handle h at h - 1; null once deleted
     std::unordered_map<const KpXmlData*, int> handles;
 };
@@ -51,6 +60,21 @@ private:
     std::map<std::string, std::set<int>> handlesByName;
 };
 
+// Finds a parent's first child of a name. Searching one parent again and again (as when its
+// children are enumerated by name) takes constant time per search: the second search in a row of
+// a large parent indexes its children by name, and the index lasts while no child list or name
+// changes anywhere.
+class ChildNameIndex {
+public:
+    KpXmlData* findChild(const KpXmlData& parent, const std::string& name);
+
+private:
+    const KpXmlData* lastParent = nullptr;
+    std::uint64_t version = 0;
+    bool built = false;
+    std::unordered_map<std::string_view, KpXmlData*> firstByName;
+};
+
 // All state of the C interface, alive from the first call to the end of the process.
 struct ApiState {
     ApiState();
@@ -60,6 +84,7 @@ struct ApiState {
 
     std::unique_ptr<KpXmlTree> globalDocument;
     TagRegistry tags;
+    ChildNameIndex childNames;
     TreeRegistry trees;  // declared last: destroyed first, while the registries above still exist
 };
 

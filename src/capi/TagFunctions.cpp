@@ -44,7 +44,7 @@ KPXML_API int XML_Add_Child_Tag(int parent, const char* name) {
 KPXML_API int XML_Find_Child_Tag(int parent, const char* name) {
     const KpXmlData* node = element(parent);
     if (node == nullptr || name == nullptr) return -1;
-    return handleOfFound(node->findChild(name));
+    return handleOfFound(state().childNames.findChild(*node, name));
 }
 
 KPXML_API int XML_Find_Child_To_Attribute(int parent, const char* childName, const char* attrName,

@@ -18,6 +18,11 @@ namespace {
 thread_local std::vector<KpXmlData*>* pendingDeletions = nullptr;
 
 std::atomic<kpxml::NodeDestroyedHook> nodeDestroyedHook{nullptr};
+std::atomic<std::uint64_t> childListChanges{0};
+
+void childListChanged() {
+    childListChanges.fetch_add(1, std::memory_order_relaxed);
+}
 
 // The first child named childName whose attribute attrName passes test.
 template <typename Test>
@@ -45,6 +50,16 @@ KpXmlData::~KpXmlData() {
     flush();
 }
 
+void KpXmlData::setName(const std::string& newName) {
+    name = newName;
+    childListChanged();
+}
+
+std::vector<KpXmlData*>& KpXmlData::getChildren() {
+    childListChanged();  // the caller may change the list
+    return children;
+}
+
 void KpXmlData::init() {
     pointer = nullptr;
     expand = false;
@@ -56,6 +71,7 @@ void KpXmlData::flush() {
     }
     attributes.clear();
     if (children.empty()) return;
+    childListChanged();
 
     if (pendingDeletions != nullptr) {
         pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
@@ -75,6 +91,7 @@ void KpXmlData::flush() {
 
 void KpXmlData::addChild(KpXmlData* child) {
     children.push_back(child);
+    childListChanged();
     if (child != nullptr) child->parent = this;
 }
 
@@ -151,6 +168,7 @@ void KpXmlData::remove(const std::string& childName) {
     if (found == children.end()) return;
     KpXmlData* child = *found;
     children.erase(found);
+    childListChanged();
     delete child;
 }
 
@@ -182,4 +200,8 @@ void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
 
 kpxml::NodeDestroyedHook kpxml::setNodeDestroyedHook(NodeDestroyedHook hook) {
     return nodeDestroyedHook.exchange(hook);
+}
+
+std::uint64_t kpxml::childListVersion() {
+    return childListChanges.load(std::memory_order_relaxed);
 }

@@ -1,6 +1,8 @@
 #ifndef KPXML_SRC_XML_NODELIFETIME_H
 #define KPXML_SRC_XML_NODELIFETIME_H
 
+#include <cstdint>
+
 class KpXmlData;
 
 namespace kpxml {
@@ -11,6 +13,11 @@ using NodeDestroyedHook = void (*)(const KpXmlData* node);
 
 // Installs the hook (null: none) and returns the previous one.
 NodeDestroyedHook setNodeDestroyedHook(NodeDestroyedHook hook);
+
+// A number that changes whenever any node's child list or name may have changed (a child added or
+// removed, a rename, the child list handed out for modification). While it stays the same, an
+// index of children by name stays valid.
+std::uint64_t childListVersion();
 
 }  // namespace kpxml
 
