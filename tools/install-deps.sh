@@ -3,6 +3,7 @@
 #   tools/install-deps.sh            compiler, CMake and GoogleTest sources (Linux build)
 #   tools/install-deps.sh --windows  also mingw-w64 and Wine (Windows build and its tests)
 #   tools/install-deps.sh --bench    also Google Benchmark and the peer libraries it compares with
+#   tools/install-deps.sh --fuzz     also clang with libFuzzer
 set -euo pipefail
 
 packages=(cmake g++ make googletest)
@@ -10,7 +11,8 @@ for arg in "$@"; do
   case "$arg" in
     --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;
     --bench) packages+=(libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev) ;;
-    *) echo "usage: $0 [--windows] [--bench]" >&2; exit 2 ;;
+    --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+    *) echo "usage: $0 [--windows] [--bench] [--fuzz]" >&2; exit 2 ;;
   esac
 done
 
