@@ -161,6 +161,20 @@ void ObjectPool::release(void* object, std::size_t size) noexcept {
     if (++cache.count >= 2 * batchSize) giveBatch(*this, cache);
 }
 
+std::size_t ObjectPool::bytesReserved() const {
+    SharedStore& store = sharedStore(*this);
+    const std::lock_guard<std::mutex> lock(store.mutex);
+    return store.blocks.size() * batchSize * slotSize;
+}
+
+std::size_t ObjectPool::bytesInUse() const {
+    SharedStore& store = sharedStore(*this);
+    const std::lock_guard<std::mutex> lock(store.mutex);
+    const std::size_t slots = store.blocks.size() * batchSize;
+    const std::size_t freeSlots = store.batches.size() * batchSize + threadCache(*this).count;
+    return (slots - freeSlots) * slotSize;
+}
+
 ObjectPool& nodePool() {
     return pools[0];
 }

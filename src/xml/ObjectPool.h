@@ -16,6 +16,12 @@ public:
     void* allocate(std::size_t size);
     void release(void* object, std::size_t size) noexcept;
 
+    // Bytes of the blocks the pool has taken from the heap.
+    std::size_t bytesReserved() const;
+    // Bytes of slots in use, counting as free only the shared store and the calling thread's own
+    // free list (exact while other threads hold no free slots, as in a single-threaded program).
+    std::size_t bytesInUse() const;
+
     ObjectPool(const ObjectPool&) = delete;
     ObjectPool& operator=(const ObjectPool&) = delete;
 
