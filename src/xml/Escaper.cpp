@@ -57,13 +57,6 @@ void Escaper::append(std::string& out, const char* text, std::size_t size, bool 
     }
 }
 
-std::string Escaper::escape(const std::string& text, bool allowEquals) const {
-    std::string out;
-    out.reserve(text.size());
-    append(out, text, allowEquals);
-    return out;
-}
-
 std::string replaceQuotes(const std::string& text) {
     static const std::string quotEntity = "&quot;";
     std::string out;

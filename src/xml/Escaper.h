@@ -25,8 +25,6 @@ public:
     void append(std::string& out, const std::string& text, bool allowEquals) const {
         append(out, text.data(), text.size(), allowEquals);
     }
-    // The escaped text as a new string.
-    std::string escape(const std::string& text, bool allowEquals) const;
 
 private:
     // Bits of byteClass.
