@@ -26,13 +26,15 @@ int hexValue(char c) {
     return (c | 0x20) - 'a' + 10;
 }
 
+// Reads an optional '+' or '-' at p and moves past it; true for '-'.
+bool readSign(const char*& p) {
+    if (*p != '+' && *p != '-') return false;
+    return *p++ == '-';
+}
+
 // Reads an optionally signed decimal exponent, saturating far outside any double's range.
 long readExponent(const char* p, const char* end) {
-    bool negative = false;
-    if (p < end && (*p == '+' || *p == '-')) {
-        negative = *p == '-';
-        ++p;
-    }
+    const bool negative = p < end && readSign(p);
     long value = 0;
     for (; p < end && isDigit(*p); ++p) {
         if (value < 1000000) value = value * 10 + (*p - '0');
@@ -79,11 +81,7 @@ bool magnitudeIsHuge(const char* p, const char* end, bool hex) {
 
 int atoi(const char* text) {
     const char* p = skipSpace(text);
-    bool negative = false;
-    if (*p == '+' || *p == '-') {
-        negative = *p == '-';
-        ++p;
-    }
+    const bool negative = readSign(p);
     // Accumulate toward the sign so that INT_MIN is reachable; saturate on overflow.
     long long value = 0;
     for (; isDigit(*p); ++p) {
@@ -98,11 +96,7 @@ int atoi(const char* text) {
 
 double atof(const char* text) {
     const char* p = skipSpace(text);
-    bool negative = false;
-    if (*p == '+' || *p == '-') {
-        negative = *p == '-';
-        ++p;
-    }
+    const bool negative = readSign(p);
     const char* end = p + std::strlen(p);
     double value = 0.0;
 
