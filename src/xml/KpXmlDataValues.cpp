@@ -24,6 +24,15 @@ std::string formattedReal(double value, const char* format) {
     return text.substr(first, last - first);
 }
 
+// Sets out to read(attribute) and returns true when the attribute exists; otherwise returns false
+// and leaves out as it is.
+template <typename Out, typename Read>
+bool readFound(const KpXmlAttributeData* attribute, Out& out, Read read) {
+    if (attribute == nullptr) return false;
+    out = read(*attribute);
+    return true;
+}
+
 }  // namespace
 
 std::string KpXmlData::toString(const int& value) {
@@ -122,38 +131,28 @@ std::string KpXmlData::getAttributeString(const std::string& attrName) const {
 }
 
 bool KpXmlData::findAttributeInt(const std::string& attrName, int& out) const {
-    const KpXmlAttributeData* attribute = findAttribute(attrName);
-    if (attribute == nullptr) return false;
-    out = attribute->getInteger();
-    return true;
+    return readFound(findAttribute(attrName), out,
+                     [](const KpXmlAttributeData& attribute) { return attribute.getInteger(); });
 }
 
 bool KpXmlData::findAttributeLong(const std::string& attrName, long& out) const {
-    const KpXmlAttributeData* attribute = findAttribute(attrName);
-    if (attribute == nullptr) return false;
-    out = kpxml::truncateToInt(attribute->getDouble());
-    return true;
+    return readFound(findAttribute(attrName), out,
+                     [](const KpXmlAttributeData& attribute) { return kpxml::truncateToInt(attribute.getDouble()); });
 }
 
 bool KpXmlData::findAttributeDouble(const std::string& attrName, double& out) const {
-    const KpXmlAttributeData* attribute = findAttribute(attrName);
-    if (attribute == nullptr) return false;
-    out = attribute->getDouble();
-    return true;
+    return readFound(findAttribute(attrName), out,
+                     [](const KpXmlAttributeData& attribute) { return attribute.getDouble(); });
 }
 
 bool KpXmlData::findAttributeBool(const std::string& attrName, bool& out) const {
-    const KpXmlAttributeData* attribute = findAttribute(attrName);
-    if (attribute == nullptr) return false;
-    out = attribute->getInteger() != 0;
-    return true;
+    return readFound(findAttribute(attrName), out,
+                     [](const KpXmlAttributeData& attribute) { return attribute.getInteger() != 0; });
 }
 
 bool KpXmlData::findAttributeString(const std::string& attrName, std::string& out) const {
-    const KpXmlAttributeData* attribute = findAttribute(attrName);
-    if (attribute == nullptr) return false;
-    out = attribute->getData();
-    return true;
+    return readFound(findAttribute(attrName), out,
+                     [](const KpXmlAttributeData& attribute) { return attribute.getData(); });
 }
 
 // --- Child text, vectors, integer sets -------------------------------------------------------
