@@ -75,6 +75,10 @@ public:
     // Writes one element with its subtree, indented by its depth in its whole document; nothing
     // for a null node. Every line ends with a line feed and a flush of out.
     void putNode(std::ostream& out, const KpXmlData* node) const;
+    // Writes as putToStream does to the file at path, through a temporary file that replaces the
+    // target when done, so the old file is never lost. False, writing nothing, when the temporary
+    // file cannot be made.
+    bool writeFile(const std::string& path, bool declaration) const;
     // Sets the indentation unit when it is empty, a single tab or spaces only; otherwise ignored.
     void setIndent(const std::string& unit);
     // The open mode to give a file stream for putToStream: 2, output in text mode (with the bits

@@ -19,16 +19,6 @@ bool readInto(KpXmlTree& document, const char* path) {
     return true;
 }
 
-// Writes document with the declaration line through a temporary file that replaces path; false,
-// writing nothing, when the temporary file cannot be made.
-bool writeFrom(const KpXmlTree& document, const char* path) {
-    KpOFStream file(path, KpXmlTree::getOFStreamOpenMode());
-    std::ostream* out = file.getStream();
-    if (out == nullptr || !out->good()) return false;
-    document.putToStream(*out, true);
-    return true;
-}
-
 }  // namespace
 
 extern "C" {
@@ -63,7 +53,7 @@ KPXML_API int XML_ReadFile(const char* path) {
 KPXML_API int XML_WriteFile(const char* path) {
     const KpXmlTree* document = state().globalDocument.get();
     if (document == nullptr || path == nullptr) return 0;
-    return writeFrom(*document, path) ? 1 : 0;
+    return document->writeFile(path, true) ? 1 : 0;
 }
 
 KPXML_API int XML_Get_Tree(const char* name) {
@@ -77,7 +67,7 @@ KPXML_API void XML_Read_Tree(int tree, const char* path) {
 
 KPXML_API void XML_Write_Tree(int tree, const char* path) {
     const KpXmlTree* document = state().trees.find(tree);
-    if (document != nullptr && path != nullptr) writeFrom(*document, path);
+    if (document != nullptr && path != nullptr) document->writeFile(path, true);
 }
 
 KPXML_API void XML_Delete_Tree(int tree) {

@@ -1,0 +1,11 @@
+// Writing a whole document to a file through the safe file output.
+#include "fileio/KpOFStream.h"
+#include "kpxml/KpXmlTree.h"
+
+bool KpXmlTree::writeFile(const std::string& path, bool declaration) const {
+    KpOFStream file(path.c_str(), getOFStreamOpenMode());
+    std::ostream* out = file.getStream();
+    if (out == nullptr || !out->good()) return false;
+    putToStream(*out, declaration);
+    return true;
+}
