@@ -75,6 +75,20 @@ case "$group" in
         { echo "FAILED: kpxml $command --help" >&2; failures=$((failures + 1)); }
     done
     ;;
+  dialect)
+    # Every input block of the dialect guide, with the dump and fmt blocks that follow it.
+    awk '/^```xml input$/ { n++; file = sprintf("case%02d.xml", n) }
+         /^```text dump$/ { file = sprintf("case%02d.dump", n) }
+         /^```xml fmt$/ { file = sprintf("case%02d.fmt", n) }
+         /^```$/ { file = "" ; next }
+         /^```/ { printf "" > file; next }
+         file != "" { print > file }' "$here/../../docs/dialect.md"
+    [ -f case01.xml ] || { echo "no examples found" >&2; failures=$((failures + 1)); }
+    for input in case*.xml; do
+      expect 0 "$(cat "${input%.xml}.dump")"$'\n' "" dump "$input"
+      expect 0 "$(cat "${input%.xml}.fmt")"$'\n' "" fmt "$input" --no-declaration
+    done
+    ;;
   *)
     echo "unknown group $group" >&2
     exit 2
