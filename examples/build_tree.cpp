@@ -1,6 +1,8 @@
-// Builds a small tree with the node model and prints what it reads back.
+// Builds a small tree with the node model and prints what it reads back; then reads a document
+// from a stream, edits it and writes it.
 #include <iostream>
 #include <set>
+#include <sstream>
 
 #include <kpxml/KpXml.h>
 
@@ -40,5 +42,14 @@ int main() {
     const KpXmlData* found = project.findTree("case", true);
     std::cout << "first case found by search: id " << (found ? found->getAttributeInt("id") : -1) << "\n";
     std::cout << "missing attribute reads as " << project.getAttributeInt("missing") << "\n";
+
+    // Documents are read from and written to any stream.
+    std::istringstream in("<?xml version=\"1.0\"?><doc version=\"2\"><a>x&lt;y</a><b/></doc>");
+    KpXmlTree document(in);                 // parses; malformed markup is never rejected
+    document.setIndent("  ");
+    document.open("doc", false);            // selects the root
+    document.open("c", false);              // creates child <c> and makes it current
+    document.setValue(2.5, "%.2f");         // <c>2.50</c>
+    document.putToStream(std::cout, true);  // declaration line, then one element per line
     return 0;
 }
