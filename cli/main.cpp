@@ -155,12 +155,18 @@ int format(const Arguments& arguments) {
     return writeDocument(document, arguments, arguments.output);
 }
 
+// Splits the PATH operand into names and reads the FILE operand into document; returns 0, or the
+// exit status of the error.
+int readForPath(const Command& command, const Arguments& arguments, std::vector<std::string>& names, KpXmlTree& document) {
+    if (!splitPath(arguments.operands[1], names)) return usageError(command, "empty element name in " + arguments.operands[1]);
+    return loadDocument(arguments.operands[0], document) ? 0 : kFailure;
+}
+
 int get(const Command& command, const Arguments& arguments) {
     const std::string& file = arguments.operands[0];
     std::vector<std::string> names;
-    if (!splitPath(arguments.operands[1], names)) return usageError(command, "empty element name in " + arguments.operands[1]);
     KpXmlTree document;
-    if (!loadDocument(file, document)) return kFailure;
+    if (const int status = readForPath(command, arguments, names, document); status != 0) return status;
     const KpXmlData* element = document.getRoot()->getName() == names[0] ? document.getRoot() : nullptr;
     for (std::size_t i = 1; i < names.size() && element != nullptr; ++i) element = element->findChild(names[i]);
     if (element == nullptr) {
@@ -184,9 +190,8 @@ int get(const Command& command, const Arguments& arguments) {
 int set(const Command& command, const Arguments& arguments) {
     const std::string& file = arguments.operands[0];
     std::vector<std::string> names;
-    if (!splitPath(arguments.operands[1], names)) return usageError(command, "empty element name in " + arguments.operands[1]);
     KpXmlTree document;
-    if (!loadDocument(file, document)) return kFailure;
+    if (const int status = readForPath(command, arguments, names, document); status != 0) return status;
     KpXmlData* element = document.getRoot();
     // A file without any element gets its root from the path.
     if (element->getName().empty()) element->setName(names[0]);
