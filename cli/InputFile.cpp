@@ -2,14 +2,15 @@
 // them with progress shown for large files.
 #include "InputFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <istream>
 #include <memory>
 #include <streambuf>
-#include <istream>
 
 #include <kpxml/KpXmlTree.h>
 
