@@ -4,6 +4,7 @@
 #include "Check.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -98,6 +99,12 @@ std::string explain(const Construct& construct) {
         return "end tag </" + name + "> does not match <" + construct.text + "> and is ignored";
     case Construct::SecondRoot:
         return "element <" + name + "> after the root element becomes a child of the root";
+    case Construct::EightBitText: {
+        std::string encoding;
+        for (const char c : construct.text) encoding += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (encoding == "windows-1252" || encoding == "iso-8859-1" || encoding == "latin1") return "";
+        return "bytes above 127 are read one by one as characters of the code page, not as " + construct.text;
+    }
     case Construct::NotWellFormed:
         return "not well-formed: " + construct.text;
     }

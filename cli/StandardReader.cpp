@@ -4,6 +4,7 @@
 // in its own way, for the check command to explain.
 #include "StandardReader.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +27,7 @@ public:
         : text(input), wideCharacter(wide) {}
 
     StandardDocument run() {
+        noteEncoding();
         while (pos < text.size() && document.wellFormed) {
             if (text[pos] == '<') {
                 markup();
@@ -48,6 +50,22 @@ public:
     }
 
 private:
+    // Notes the first byte above 127 with the encoding that a standard reader decodes it in: the
+    // one the declaration names, else UTF-8.
+    void noteEncoding() {
+        const auto high = std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+        if (high == text.end()) return;
+        std::string encoding = "UTF-8";
+        const std::size_t declarationEnd = startsWith("<?xml") ? std::min(text.find("?>"), text.size()) : 0;
+        const std::size_t name = text.find("encoding", 0);
+        if (name < declarationEnd) {
+            const std::size_t opening = text.find_first_of("\"'", name);
+            const std::size_t closing = opening < declarationEnd ? text.find(text[opening], opening + 1) : std::string::npos;
+            if (closing < declarationEnd) encoding = text.substr(opening + 1, closing - opening - 1);
+        }
+        note(Construct::EightBitText, static_cast<std::size_t>(high - text.begin()), encoding);
+    }
+
     // The text gathered in one open element since its last child with content.
     struct Segment {
         std::string text;

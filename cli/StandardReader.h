@@ -41,6 +41,7 @@ struct Construct {
         WideReference,         // text: the reference
         UnmatchedEndTag,       // name: the end tag's name; text: the open element's name
         SecondRoot,            // name: the element
+        EightBitText,          // the first byte above 127; text: the encoding the file is read in
         NotWellFormed          // text: what is wrong; reading stopped here
     };
     Kind kind;
