@@ -2,7 +2,8 @@
 # Keeps the guides true to the code.
 #   guides.sh snippets ROOT
 #       Every C and C++ block of README.md and docs/c-api.md appears word for word in a file of
-#       examples/ or include/kpxml/; a block right after a link to an example file is that whole file.
+#       examples/ or include/kpxml/; a block right after a link to an example file is that whole file,
+#       and so is a CMake block after a link to a project of tests/install/.
 #   guides.sh output EXPECTED PROGRAM...
 #       PROGRAM prints exactly EXPECTED: a file, or for a .md file its text block after "It prints:".
 set -uo pipefail
@@ -16,11 +17,11 @@ case "$1" in
     for guide in README.md docs/c-api.md; do
       # Each block goes to a file of its own, named after the example file linked just before it.
       awk -v dir="$blocks" -v guide="$guide" '
-        /^```(c|cpp)$/ { n++; name = guide; gsub("/", "_", name); file = dir "/" name "." n
+        /^```(c|cpp|cmake)$/ { n++; name = guide; gsub("/", "_", name); file = dir "/" name "." n
                          printf "" > file; inside = 1; whole = linked; next }
         /^```/ && inside { inside = 0; if (whole != "") print whole > (file ".whole"); next }
         inside { print > file; next }
-        /^\[`examples\/[^`]*`\]/ { linked = $0; sub(/^\[`/, "", linked); sub(/`\].*/, "", linked); next }
+        /^\[`(examples|tests\/install)\/[^`]*`\]/ { linked = $0; sub(/^\[`/, "", linked); sub(/`\].*/, "", linked); next }
         NF { linked = "" }' "$root/$guide"
     done
     for block in "$blocks"/*; do
