@@ -39,11 +39,12 @@ check_programs() {
   return $status
 }
 
-# A fresh copy of a consumer's sources: its CMakeLists.txt and the two programs.
+# A fresh copy of a consumer's sources: the two programs, and the CMakeLists.txt in folder $1.
 copy_sources() {
   rm -rf "$work"
   mkdir -p "$work/src"
-  cp "$here/$1/CMakeLists.txt" "$here/app.c" "$here/app.cpp" "$work/src/"
+  cp "$here/app.c" "$here/app.cpp" "$work/src/"
+  [ -z "${1:-}" ] || cp "$here/$1/CMakeLists.txt" "$work/src/"
 }
 
 case "$mode" in
@@ -61,7 +62,7 @@ case "$mode" in
     check_programs "$work/build/app_cpp" "$work/build/app_c"
     ;;
   pkg-config)
-    copy_sources .
+    copy_sources
     export PKG_CONFIG_LIBDIR="$from/$KPXML_LIBDIR/pkgconfig"
     read -r -a pc_flags <<<"$(pkg-config --cflags --libs kpxml)"
     "$KPXML_CC" "${flags[@]}" -o "$work/app_c${KPXML_EXE_SUFFIX:-}" "$work/src/app.c" "${pc_flags[@]}"
