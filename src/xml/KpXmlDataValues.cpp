@@ -4,6 +4,7 @@
 
 #include "kpxml/KpXmlData.h"
 #include "xml/InvalidParameter.h"
+#include "xml/NodeAttributes.h"
 #include "xml/RealFormat.h"
 #include "xml/TextConvert.h"
 
@@ -79,16 +80,22 @@ void KpXmlData::setData(double value, const char* format) {
 
 // --- Attributes ------------------------------------------------------------------------------
 
-void KpXmlData::setAttribute(const std::string& attrName, const std::string& value, bool entity) {
-    KpXmlAttributeData* attribute = findAttribute(attrName);
+KpXmlAttributeData& kpxml::storeAttribute(KpXmlData& node, KpXmlAttributeData* found, const std::string& name,
+                                          const std::string& value, bool entity) {
+    KpXmlAttributeData* attribute = found;
     if (attribute == nullptr) {
-        auto created = std::make_unique<KpXmlAttributeData>(attrName, value);
-        attributes.push_back(created.get());
+        auto created = std::make_unique<KpXmlAttributeData>(name, value);
+        node.getAttributes().push_back(created.get());
         attribute = created.release();
     } else {
         attribute->setData(value);
     }
     attribute->setEntityFlag(entity);
+    return *attribute;
+}
+
+void KpXmlData::setAttribute(const std::string& attrName, const std::string& value, bool entity) {
+    kpxml::storeAttribute(*this, findAttribute(attrName), attrName, value, entity);
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, int value, bool entity) {

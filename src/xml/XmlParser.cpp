@@ -1,6 +1,7 @@
 // Reading a document from a stream: a forgiving single-pass scanner. It decodes a fixed set of
-// entities, cuts tags with the tag tokenizer, and never rejects input. Nesting is tracked on an
-// explicit stack of levels rather than by recursion, so any depth can be read.
+// entities, reads ordinary tags straight from its input and cuts all others with the tag
+// tokenizer, and never rejects input. Nesting is tracked on an explicit stack of levels rather
+// than by recursion, so any depth can be read.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -13,30 +14,12 @@
 #include <vector>
 
 #include "kpxml/KpXmlTree.h"
-#include "platform/CodePage.h"
+#include "xml/NodeAttributes.h"
+#include "xml/ParsingPath.h"
+#include "xml/PlainTagReader.h"
 #include "xml/TagTokenizer.h"
-#include "xml/TextConvert.h"
 
 namespace {
-
-// Tab, line feed and carriage return: dropped from text outside tags.
-bool isEsc(char c) {
-    return c == '\t' || c == '\n' || c == '\r';
-}
-
-// Appends one UTF-16 unit converted to the ANSI code page to text, as converting the whole text
-// to UTF-16 with the unit added and back would.
-void appendConvertedUnit(std::string& text, char16_t unit) {
-    if (kpxml::platform::ansiRoundTripsEveryByte()) {
-        kpxml::platform::utf16ToAnsi(&unit, 1, text);
-        return;
-    }
-    std::u16string wide;
-    kpxml::platform::ansiToUtf16(text.data(), text.size(), wide);
-    wide.push_back(unit);
-    text.clear();
-    kpxml::platform::utf16ToAnsi(wide.data(), wide.size(), text);
-}
 
 // Sets the attributes of a tag on a node: an attribute of the same name is updated in place,
 // others are appended. Nodes with many attributes get an index, so that a tag costs linear time.
@@ -57,23 +40,23 @@ void applyAttributes(KpXmlData& node, const kpxml::ParsedTag& parsed) {
     for (std::size_t i = 0; i < parsed.attributeCount; ++i) {
         const kpxml::TagAttribute& read = parsed.attributes[i];
         const auto found = byName.find(read.name);
-        if (found != byName.end()) {
-            found->second->setData(read.value);
-            found->second->setEntityFlag(true);
-            continue;
-        }
-        auto created = std::make_unique<KpXmlAttributeData>(read.name, read.value);
-        attributes.push_back(created.get());
-        KpXmlAttributeData* attribute = created.release();
-        byName.emplace(attribute->getName(), attribute);
+        const bool isNew = found == byName.end();
+        KpXmlAttributeData& stored =
+            kpxml::storeAttribute(node, isNew ? nullptr : found->second, read.name, read.value, true);
+        if (isNew) byName.emplace(stored.getName(), &stored);
     }
 }
 
 class StreamParser {
 public:
-    StreamParser(KpXmlData& root, const std::map<std::string, std::string>& entityMap, const std::string& separators)
-        : entities(entityMap), separatorSet(separators) {
-        levels.push_back(Level{std::string(), std::string(), &root, nullptr, nullptr});
+    // stepByStep: every tag goes through the tokenizer, none is read directly.
+    StreamParser(KpXmlData& root, const kpxml::EntityMap& entityMap, const std::string& separators, bool stepByStep)
+        : entities(entityMap),
+          separatorSet(separators),
+          plainTagReader(separatorSet, entityMap),
+          readPlainTags(!stepByStep) {
+        levels.emplace_back();
+        levels[0].node = &root;
     }
 
     // Reads in to its end or to the end of the document level; returns true in the latter case,
@@ -95,11 +78,13 @@ public:
                 }
             }
             if (count == 0) {
-                while (levels.size() > 1) finishLevel(false);
+                while (depth > 0) finishLevel(false);
+                attachChildren(levels[0]);
                 return false;
             }
             if (const char* rest = consume(block, block + count)) {
                 // The document ended inside the block: return the unused bytes to the stream.
+                attachChildren(levels[0]);
                 for (const char* unused = block + count; unused != rest;) in.sputbackc(*--unused);
                 return true;
             }
@@ -150,14 +135,28 @@ private:
         }
     }
 
-    // One element whose content is being read (the document level first).
+    // One element whose content is being read (the document level first). Entries deeper than
+    // the current depth are kept, so that their buffers are reused.
     struct Level {
-        std::string until;                 // the tag text that ends this level: "/" + the element's name
         std::string text;                  // character data gathered at this level
-        KpXmlData* node;                   // the element whose content this is
-        KpXmlData* attachTo;               // where the element goes once read, or null (it is the root)
-        std::unique_ptr<KpXmlData> owned;  // the element until it is attached
+        KpXmlData* node = nullptr;         // the element whose content this is
+        std::unique_ptr<KpXmlData> owned;  // the element, until it goes to the level above; null for the root
+        std::size_t firstChild = 0;        // where the children read at this level start in pendingChildren
+        // The element had no name when its level began: the tag text "/" ends the level. Otherwise
+        // "/" + its name does, a name that no longer changes.
+        bool unnamed = false;
+        bool plainName = false;  // the name holds no '&' or '<', so its end tag can be read directly
     };
+
+    // True when the tag text [text, text + length) ends the current level (the document level: the
+    // empty text).
+    bool endsLevel(const char* text, std::size_t length) const {
+        if (depth == 0) return length == 0;
+        const Level& level = levels[depth];
+        const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
+        return length == nameLength + 1 && text[0] == '/' &&
+               std::memcmp(text + 1, level.node->getName().data(), nameLength) == 0;
+    }
 
     // The buffer that receives a level's text when it ends, and that each of its tags empties.
     std::string& outputOf(std::size_t level) {
@@ -175,7 +174,7 @@ private:
                 if (semicolon == nullptr) return nullptr;
                 p = semicolon + 1;
                 inEntity = false;
-                resolveEntity();
+                kpxml::appendReference(entity, entities, inTag, true, inTag ? tag : levels[depth].text);
                 continue;
             }
             if (entityStart) {
@@ -196,9 +195,9 @@ private:
                 p = stop;
             } else {
                 const char* stop = runEnd(p, end, endsText);
-                levels.back().text.append(p, stop);
+                levels[depth].text.append(p, stop);
                 p = stop;
-                if (p != end && isEsc(*p)) {  // tab, line feed and carriage return leave no trace in text
+                if (p != end && kpxml::isEsc(*p)) {  // tab, line feed and carriage return leave no trace in text
                     ++p;
                     continue;
                 }
@@ -209,6 +208,12 @@ private:
                 entityStart = true;
                 break;
             case '<':
+                if (!inTag && readPlainTags) {
+                    if (const char* after = readPlainTag(p, end)) {
+                        p = after;
+                        break;
+                    }
+                }
                 inTag = true;
                 break;
             default:  // '>'
@@ -219,21 +224,37 @@ private:
         return nullptr;
     }
 
-    void resolveEntity() {
-        std::string& target = inTag ? tag : levels.back().text;
-        const auto known = entities.find(entity);
-        if (known != entities.end()) {
-            target += known->second;
-            return;
+    // Reads the tag that starts at p (after its '<') directly from the bytes when it is of a form
+    // for which that gives what the step-by-step reading gives, and ends before end. Returns the
+    // position after its '>', or null when nothing was read.
+    const char* readPlainTag(const char* p, const char* end) {
+        if (p == end) return nullptr;
+        if (*p == '?' || *p == '/') {
+            const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
+            if (close == nullptr) return nullptr;
+            const auto length = static_cast<std::size_t>(close - p);
+            if (*p == '?') return std::memchr(p, '&', length) == nullptr ? close + 1 : nullptr;
+            // An end tag: only one that ends the current element, without references or a '<'.
+            if (depth == 0 || !levels[depth].plainName || !endsLevel(p, length)) return nullptr;
+            finishLevel(true);
+            return close + 1;
         }
-        const int code = kpxml::atoi(entity);
-        if (code <= 255) {
-            const char byte = static_cast<char>(code);
-            if (inTag || !isEsc(byte)) target += byte;
-            return;
+        KpXmlData* parent = levels[depth].node;
+        if (parent->getName().empty()) return nullptr;  // the root's first tag names the root itself
+        const char* after = plainTagReader.read(p, end, plainTag);
+        if (after == nullptr) return nullptr;
+
+        scratch.assign(plainTag.name, plainTag.nameLength);
+        auto created = std::make_unique<KpXmlData>(scratch);
+        created->getAttributes().reserve(plainTag.attributeCount);
+        for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
+            const kpxml::PlainTag::Attribute& attribute = plainTag.attributes[i];
+            scratch.assign(attribute.name, attribute.nameLength);
+            kpxml::storeAttribute(*created, nullptr, scratch, attribute.value, true);  // names differ
         }
-        if (!inTag && isEsc(static_cast<char>(code & 0xFF))) return;
-        appendConvertedUnit(target, static_cast<char16_t>(code & 0xFFFF));
+        KpXmlData* element = created.get();
+        placeElement(element, std::move(created), plainTag.open, true);
+        return after;
     }
 
     // At '>': true when the document level has ended.
@@ -243,10 +264,10 @@ private:
             tag.clear();
             return false;
         }
-        if (tag == levels.back().until) {
+        if (endsLevel(tag.data(), tag.size())) {
             tag.clear();
-            if (levels.size() == 1) {
-                documentText = levels.back().text;
+            if (depth == 0) {
+                documentText = levels[0].text;
                 return true;
             }
             finishLevel(true);
@@ -258,8 +279,7 @@ private:
 
     // A start or empty-element tag (or an end tag that ends nothing) at the innermost level.
     void startElement() {
-        const std::size_t level = levels.size() - 1;
-        KpXmlData* parent = levels[level].node;
+        KpXmlData* parent = levels[depth].node;
         // Only an element whose name is still empty (the fresh root) takes a tag's name and
         // attributes itself; others get a new child.
         const bool intoParent = parent->getName().empty();
@@ -278,39 +298,67 @@ private:
             element->setName(parsed.name);
         }
         if (kind == kpxml::TagKind::Element) applyAttributes(*element, parsed);
+        placeElement(element, std::move(created), parsed.open,
+                     element->getName().find_first_of("&<") == std::string::npos);
+    }
 
-        if (parsed.open) {
-            levels.push_back(Level{"/" + element->getName(), std::string(), element, intoParent ? nullptr : parent,
-                                   std::move(created)});
+    // Puts a tag's element in place at the innermost level: created is the new element, or null
+    // when the tag went into that level's own element. An open element starts a new level;
+    // others join the level's children at once. plainName: the name holds no '&' or '<'.
+    void placeElement(KpXmlData* element, std::unique_ptr<KpXmlData> created, bool open, bool plainName) {
+        if (open) {
+            if (depth + 1 == levels.size()) levels.emplace_back();
+            Level& inner = levels[depth + 1];
+            inner.text.clear();
+            inner.node = element;
+            inner.owned = std::move(created);
+            inner.firstChild = pendingChildren.size();
+            inner.unnamed = element->getName().empty();
+            inner.plainName = plainName;
+            ++depth;
             return;
         }
-        if (!intoParent) attach(*parent, std::move(created));
-        outputOf(level).clear();
+        if (created != nullptr) pendingChildren.push_back(std::move(created));
+        outputOf(depth).clear();
     }
 
     // Ends the innermost element level: at its end tag (ended) or at the end of the stream.
     void finishLevel(bool ended) {
-        Level finished = std::move(levels.back());
-        levels.pop_back();
-        const std::size_t level = levels.size() - 1;
+        Level& finished = levels[depth];
+        attachChildren(finished);
+        --depth;
         if (ended) {
             // The element's text is what was gathered at its level since its last child with content.
-            finished.node->setData(std::move(finished.text));
-            levels[level].text.clear();
+            finished.node->setData(finished.text);
+            levels[depth].text.clear();
         }
-        if (finished.attachTo != nullptr) attach(*finished.attachTo, std::move(finished.owned));
-        outputOf(level).clear();
+        if (finished.owned != nullptr) pendingChildren.push_back(std::move(finished.owned));
+        outputOf(depth).clear();
     }
 
-    static void attach(KpXmlData& parent, std::unique_ptr<KpXmlData> child) {
-        parent.addChild(child.get());
-        child.release();
+    // Hands the children read at a level to its element, in the order read. They are held back
+    // until the level ends so that the child list grows once, by the number known then.
+    void attachChildren(const Level& level) {
+        std::vector<KpXmlData*>& children = level.node->getChildren();
+        children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
+        for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
+            KpXmlData* child = pendingChildren[i].release();
+            children.push_back(child);
+            child->setParent(level.node);
+        }
+        pendingChildren.resize(level.firstChild);
     }
 
-    const std::map<std::string, std::string>& entities;
+    const kpxml::EntityMap& entities;
     kpxml::SeparatorSet separatorSet;
+    kpxml::PlainTagReader plainTagReader;
+    const bool readPlainTags;
     std::vector<Level> levels;
+    std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
+    std::size_t depth = 0;  // the index in levels of the element being read
     kpxml::ParsedTag parsed;
+    kpxml::PlainTag plainTag;
+    std::string scratch;  // a name read directly, on its way into its node
     std::string tag;
     std::string entity;
     bool inTag = false;
@@ -329,7 +377,7 @@ void KpXmlTree::buildOfStream(std::istream& in) {
     in.seekg(0);
     if (in.fail()) return;
 
-    StreamParser parser(*root, entityMap, separators);
+    StreamParser parser(*root, entityMap, separators, kpxml::StepByStepParsing::selected());
     const bool documentEnded = parser.run(*in.rdbuf());
     if (parser.streamError) {
         // As a failing get() would: the stream turns bad, and the error surfaces only when the
@@ -344,3 +392,23 @@ void KpXmlTree::buildOfStream(std::istream& in) {
         in.setstate(std::ios_base::eofbit | std::ios_base::failbit);
     }
 }
+
+namespace kpxml {
+
+namespace {
+thread_local bool stepByStepSelected = false;
+}  // namespace
+
+StepByStepParsing::StepByStepParsing() : previous(stepByStepSelected) {
+    stepByStepSelected = true;
+}
+
+StepByStepParsing::~StepByStepParsing() {
+    stepByStepSelected = previous;
+}
+
+bool StepByStepParsing::selected() {
+    return stepByStepSelected;
+}
+
+}  // namespace kpxml

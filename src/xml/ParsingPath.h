@@ -1,0 +1,25 @@
+#ifndef KPXML_SRC_XML_PARSINGPATH_H
+#define KPXML_SRC_XML_PARSINGPATH_H
+
+namespace kpxml {
+
+// The parser reads ordinary tags straight from its input and hands every other tag to the
+// step-by-step tokenizer. While an object of this class lives, parses on its thread hand every
+// tag to the tokenizer: the reference that the direct reading must match, for comparing the two.
+class StepByStepParsing {
+public:
+    StepByStepParsing();
+    ~StepByStepParsing();
+    StepByStepParsing(const StepByStepParsing&) = delete;
+    StepByStepParsing& operator=(const StepByStepParsing&) = delete;
+
+    // True while an object of this class lives on the calling thread.
+    static bool selected();
+
+private:
+    bool previous;
+};
+
+}  // namespace kpxml
+
+#endif

@@ -1,0 +1,128 @@
+#include "xml/PlainTagReader.h"
+
+#include <cstring>
+
+#include "platform/CodePage.h"
+#include "xml/Escaper.h"
+#include "xml/TextConvert.h"
+
+namespace kpxml {
+
+namespace {
+
+// Appends one UTF-16 unit converted to the ANSI code page to text, as converting the whole text
+// to UTF-16 with the unit added and back would.
+void appendConvertedUnit(std::string& text, char16_t unit) {
+    if (platform::ansiRoundTripsEveryByte()) {
+        platform::utf16ToAnsi(&unit, 1, text);
+        return;
+    }
+    std::u16string wide;
+    platform::ansiToUtf16(text.data(), text.size(), wide);
+    wide.push_back(unit);
+    text.clear();
+    platform::utf16ToAnsi(wide.data(), wide.size(), text);
+}
+
+}  // namespace
+
+bool appendReference(const std::string& name, const EntityMap& entities, bool inTag, bool wide, std::string& target) {
+    const auto known = entities.find(name);
+    if (known != entities.end()) {
+        target += known->second;
+        return true;
+    }
+    const int code = atoi(name);
+    if (code <= 255) {
+        const char byte = static_cast<char>(code);
+        if (inTag || !isEsc(byte)) target += byte;
+        return true;
+    }
+    if (!wide) return false;
+    if (!inTag && isEsc(static_cast<char>(code & 0xFF))) return true;
+    appendConvertedUnit(target, static_cast<char16_t>(code & 0xFFFF));
+    return true;
+}
+
+PlainTagReader::PlainTagReader(const SeparatorSet& separators, const EntityMap& entityMap) : entities(entityMap) {
+    for (std::size_t c = 0; c < byteClasses.size(); ++c) {
+        if (separators.contains(static_cast<char>(c))) byteClasses[c] = separator | endsName;
+    }
+    for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
+    for (const char c : {'"', '&', '<', '>'}) {
+        byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
+    }
+    byteClasses[';'] |= endsReference;
+}
+
+const char* PlainTagReader::readValue(const char* p, const char* end, std::string& value) {
+    value.clear();
+    bool referenced = false;
+    for (;;) {
+        const char* run = p;
+        p = skip(p, end, endsValueRun);
+        if (p == end) return nullptr;
+        value.append(run, p);
+        if (*p == '"') break;
+        if (*p != '&') return nullptr;  // '<' or '>'
+        // A reference: its first byte starts it only when it is one of these ('#' is not kept).
+        if (++p == end || std::strchr("#aglq", *p) == nullptr || *p == '\0') return nullptr;
+        const char* nameStart = *p == '#' ? p + 1 : p;
+        p = skip(p + 1, end, endsReference);
+        if (p == end || *p != ';') return nullptr;
+        referenceName.assign(nameStart, p);
+        const std::size_t before = value.size();
+        if (!appendReference(referenceName, entities, true, false, value)) return nullptr;
+        if (value.find('"', before) != std::string::npos) return nullptr;
+        referenced = true;
+        ++p;
+    }
+    if (referenced && value.find('&') != std::string::npos) value = replaceQuotes(value);
+    return p;
+}
+
+const char* PlainTagReader::read(const char* p, const char* end, PlainTag& tag) {
+    tag.name = p;
+    p = skip(p, end, endsName);
+    if (p == tag.name || p == end) return nullptr;
+    tag.nameLength = static_cast<std::size_t>(p - tag.name);
+    tag.attributeCount = 0;
+    for (;;) {
+        if (*p == '>') {
+            tag.open = true;
+            return p + 1;
+        }
+        if (*p == '/') {
+            if (p + 1 == end || p[1] != '>') return nullptr;
+            tag.open = false;
+            return p + 2;
+        }
+        const char* next = skipSeparators(p, end);
+        if (next == p && tag.attributeCount == 0) return nullptr;  // '=', '"', '&' or '<' after the name
+        p = next;
+        if (p == end) return nullptr;
+        if (*p == '>' || *p == '/') continue;
+
+        const char* attributeName = p;
+        p = skip(p, end, endsName);
+        if (p == attributeName || p == end || *p != '=' || ++p == end || *p != '"') return nullptr;
+        const std::size_t nameLength = static_cast<std::size_t>(p - 1 - attributeName);
+        for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+            const PlainTag::Attribute& earlier = tag.attributes[i];
+            if (earlier.nameLength == nameLength && std::memcmp(earlier.name, attributeName, nameLength) == 0) {
+                return nullptr;  // a repeated name updates the earlier attribute
+            }
+        }
+        if (tag.attributeCount == maxAttributes) return nullptr;
+        if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
+        PlainTag::Attribute& attribute = tag.attributes[tag.attributeCount];
+        p = readValue(p + 1, end, attribute.value);
+        if (p == nullptr) return nullptr;
+        attribute.name = attributeName;
+        attribute.nameLength = nameLength;
+        ++tag.attributeCount;
+        if (++p == end) return nullptr;
+    }
+}
+
+}  // namespace kpxml

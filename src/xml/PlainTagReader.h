@@ -1,0 +1,86 @@
+#ifndef KPXML_SRC_XML_PLAINTAGREADER_H
+#define KPXML_SRC_XML_PLAINTAGREADER_H
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "xml/TagTokenizer.h"
+
+namespace kpxml {
+
+// Tab, line feed and carriage return: dropped from text outside tags.
+inline bool isEsc(char c) {
+    return c == '\t' || c == '\n' || c == '\r';
+}
+
+using EntityMap = std::map<std::string, std::string>;
+
+// Appends to target what the reference named name (the text between "&" or "&#" and ";") stands
+// for: its entry in entities, or else the character of its decimal code. In text (inTag false)
+// a code whose low byte is a tab, line feed or carriage return is dropped. A code of 256 or more
+// goes through the ANSI code page; when wide is false it is left alone instead: nothing is
+// appended and the result is false.
+bool appendReference(const std::string& name, const EntityMap& entities, bool inTag, bool wide, std::string& target);
+
+// A start tag of the ordinary form, read straight from the input bytes: a name, then attributes
+// written name="value" with separators before each, and an optional '/' before the '>'. The
+// spans point into the bytes read and stay valid as long as they do.
+struct PlainTag {
+    struct Attribute {
+        const char* name = nullptr;
+        std::size_t nameLength = 0;
+        std::string value;  // references resolved, "&quot;" already turned into a double quote
+    };
+    const char* name = nullptr;
+    std::size_t nameLength = 0;
+    std::vector<Attribute> attributes;  // buffers reused from tag to tag
+    std::size_t attributeCount = 0;     // entries of attributes in use
+    bool open = false;                  // no '/' before the '>': an element with content follows
+};
+
+// Reads start tags of the ordinary form, for which tokenizing the tag text gives exactly the name,
+// attributes and open flag read here: the name holds no separator, '/', '=', '"', '&', '<';
+// attribute names none of these either; values no '"', '<', '>', and references in them only of
+// the form "&" + one of # a g l q + name + ";" that stand for text without a double quote and are
+// not codes of 256 or more; no attribute name twice. Anything else is left to the tokenizer.
+class PlainTagReader {
+public:
+    PlainTagReader(const SeparatorSet& separators, const EntityMap& entities);
+
+    // Reads the tag whose text starts at p (just after its '<') and ends with a '>' before end.
+    // Returns the position after that '>' with the tag in tag, or null, having used nothing, when
+    // the tag is not of the ordinary form or does not end before end.
+    const char* read(const char* p, const char* end, PlainTag& tag);
+
+private:
+    // Bits of byteClasses.
+    static constexpr unsigned char separator = 1;
+    static constexpr unsigned char endsName = 2;       // separator / = " & < >
+    static constexpr unsigned char endsValueRun = 4;   // " & < >
+    static constexpr unsigned char endsReference = 8;  // ; " & < >
+
+    const char* skip(const char* p, const char* end, unsigned char stopClass) const {
+        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & stopClass) == 0) ++p;
+        return p;
+    }
+    const char* skipSeparators(const char* p, const char* end) const {
+        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
+        return p;
+    }
+    // Reads a value from p (after its opening quote) into value; the position of the closing
+    // quote, or null when the value is not of the ordinary form.
+    const char* readValue(const char* p, const char* end, std::string& value);
+
+    static constexpr std::size_t maxAttributes = 16;
+
+    std::array<unsigned char, 256> byteClasses{};
+    const EntityMap& entities;
+    std::string referenceName;
+};
+
+}  // namespace kpxml
+
+#endif
