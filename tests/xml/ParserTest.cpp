@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ParseComparison.h"
+
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -49,6 +51,11 @@ std::string parsed(const std::string& text) {
     std::istringstream in(text);
     const KpXmlTree tree(in);
     return dump(tree.getRoot());
+}
+
+std::string parsedStepByStep(const std::string& text) {
+    const kpxml::StepByStepParsing stepByStep;
+    return parsed(text);
 }
 
 TEST(ParserTest, InputToTree) {
@@ -108,7 +115,33 @@ TEST(ParserTest, InputToTree) {
         {"comment without blanks is an element", "<a>x<!--a-->y</a>z<b/>", "a(!--a--(b))"},
         {"an unnamed element takes the next tag's name", "<a>x</a >y</a><c/>z</>w</a>", "a:\"w\"(c:\"yz\")"},
     };
-    for (const auto& c : cases) EXPECT_EQ(parsed(c.input), c.expected) << c.what << "\n input: " << shown(c.input);
+    for (const auto& c : cases) {
+        EXPECT_EQ(parsed(c.input), c.expected) << c.what << "\n input: " << shown(c.input);
+        EXPECT_EQ(parsedStepByStep(c.input), c.expected) << c.what << ", step by step\n input: " << shown(c.input);
+    }
+}
+
+// Tags of the plain form are read directly from the input; every variation that the direct
+// reading declines must reach the tokenizer unchanged, also when a tag straddles two reads.
+TEST(ParserTest, DirectReadingMatchesStepByStep) {
+    std::string document = "<?xml version=\"1.0\"?>\n<r v=\"1\">\n";
+    for (int i = 0; i < 300; ++i) {
+        const std::string n = std::to_string(i);
+        document += "  <e id=\"" + n + "\" name=\"a &lt;" + n + "&gt; &amp;quot;\" w=\"1.5\">\n    <X>" + n +
+                    "</X>\n    <t>x &amp; y&#10;</t>\n    <n/>\n  </e>\n";
+    }
+    document += "</r>\n<>rest";
+    const std::string unusual =
+        "<r><a x=\"1\" y=\"2\"/><b x=\"1\"y=\"2\">t</b><c x=\"1\" x=\"2\"/><d/ ><e x= \"1\"/><f x=\"1>\"/>"
+        "<g =\"x\"/><h x=\"&#34;\"/><i x=\"&#8364;\"/><j x=\"&amp;quot;&#;\"/><k x=\"&lt;&#60;&#x41;&b;\"/>"
+        "<l&amp;>t</l&amp;></l&amp;><m x=\"1\" / ><n\tx=\"1\"\t/><o x=\"&q\"\"/><p x=\"<\"/><q/x=\"1\"/>"
+        "<s x=\"1\" y/><u x><v&#9;/><w x=\"1\"\n/><y\"=\"1\"/><z><?a&b;?>x</z >y</z>< a/><\n/></r>";
+    for (const std::string& input : {document, unusual}) {
+        for (const std::size_t pieceSize : {std::size_t{1}, std::size_t{3}, std::size_t{4095}, input.size()}) {
+            EXPECT_EQ(kpxml::testing::pathDifference(input, pieceSize), "")
+                << "pieces of " << pieceSize << "\n input: " << shown(input.substr(0, 200));
+        }
+    }
 }
 
 TEST(ParserTest, ManyAttributesAndReferences) {
