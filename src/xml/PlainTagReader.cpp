@@ -44,10 +44,12 @@ bool appendReference(const std::string& name, const EntityMap& entities, bool in
     return true;
 }
 
-PlainTagReader::PlainTagReader(const SeparatorSet& separators, const EntityMap& entityMap) : entities(entityMap) {
-    for (std::size_t c = 0; c < byteClasses.size(); ++c) {
-        if (separators.contains(static_cast<char>(c))) byteClasses[c] = separator | endsName;
+PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& entityMap) : entities(entityMap) {
+    knownReferences.reserve(entityMap.size());
+    for (const auto& [name, text] : entityMap) {
+        knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
     }
+    for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
     for (const char c : {'"', '&', '<', '>'}) {
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
@@ -57,12 +59,12 @@ PlainTagReader::PlainTagReader(const SeparatorSet& separators, const EntityMap& 
 
 const char* PlainTagReader::readValue(const char* p, const char* end, std::string& value) {
     value.clear();
-    bool referenced = false;
+    bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
         const char* run = p;
         p = skip(p, end, endsValueRun);
         if (p == end) return nullptr;
-        value.append(run, p);
+        if (p != run) value.append(run, static_cast<std::size_t>(p - run));
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
@@ -70,14 +72,28 @@ const char* PlainTagReader::readValue(const char* p, const char* end, std::strin
         const char* nameStart = *p == '#' ? p + 1 : p;
         p = skip(p + 1, end, endsReference);
         if (p == end || *p != ';') return nullptr;
-        referenceName.assign(nameStart, p);
+        const auto nameLength = static_cast<std::size_t>(p - nameStart);
+        ++p;
+        const KnownReference* known = nullptr;
+        for (const KnownReference& entry : knownReferences) {
+            if (entry.name->size() == nameLength && std::memcmp(entry.name->data(), nameStart, nameLength) == 0) {
+                known = &entry;
+                break;
+            }
+        }
+        if (known != nullptr) {
+            if (known->holdsQuote) return nullptr;
+            value += *known->text;
+            ampersand = ampersand || known->holdsAmpersand;
+            continue;
+        }
+        referenceName.assign(nameStart, nameLength);
         const std::size_t before = value.size();
         if (!appendReference(referenceName, entities, true, false, value)) return nullptr;
         if (value.find('"', before) != std::string::npos) return nullptr;
-        referenced = true;
-        ++p;
+        ampersand = ampersand || value.find('&', before) != std::string::npos;
     }
-    if (referenced && value.find('&') != std::string::npos) value = replaceQuotes(value);
+    if (ampersand) value = replaceQuotes(value);
     return p;
 }
 

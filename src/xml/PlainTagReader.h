@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "xml/TagTokenizer.h"
 
 namespace kpxml {
 
@@ -48,7 +47,8 @@ struct PlainTag {
 // not codes of 256 or more; no attribute name twice. Anything else is left to the tokenizer.
 class PlainTagReader {
 public:
-    PlainTagReader(const SeparatorSet& separators, const EntityMap& entities);
+    // separators: the bytes that separate the parts of a tag. The entity table must outlive the reader.
+    PlainTagReader(const std::string& separators, const EntityMap& entities);
 
     // Reads the tag whose text starts at p (just after its '<') and ends with a '>' before end.
     // Returns the position after that '>' with the tag in tag, or null, having used nothing, when
@@ -76,8 +76,17 @@ private:
 
     static constexpr std::size_t maxAttributes = 16;
 
+    // An entry of the entity table, with what its text holds.
+    struct KnownReference {
+        const std::string* name;
+        const std::string* text;
+        bool holdsQuote;      // it would end a value early: left to the tokenizer
+        bool holdsAmpersand;  // "&quot;" may form with what follows
+    };
+
     std::array<unsigned char, 256> byteClasses{};
     const EntityMap& entities;
+    std::vector<KnownReference> knownReferences;
     std::string referenceName;
 };
 

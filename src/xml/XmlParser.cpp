@@ -53,8 +53,10 @@ public:
     StreamParser(KpXmlData& root, const kpxml::EntityMap& entityMap, const std::string& separators, bool stepByStep)
         : entities(entityMap),
           separatorSet(separators),
-          plainTagReader(separatorSet, entityMap),
+          plainTagReader(separators, entityMap),
           readPlainTags(!stepByStep) {
+        levels.reserve(initialDepth);
+        pendingChildren.reserve(initialDepth);
         levels.emplace_back();
         levels[0].node = &root;
     }
@@ -97,6 +99,7 @@ public:
 
 private:
     static constexpr std::size_t blockSize = 4096;
+    static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
 
     // Bytes that end a run of plain text or of tag text.
     static constexpr unsigned char endsText = 1;
@@ -107,6 +110,10 @@ private:
         classes['\t'] = classes['\n'] = classes['\r'] = endsText;
         return classes;
     }();
+
+    static void appendRun(std::string& target, const char* begin, const char* end) {
+        if (begin != end) target.append(begin, static_cast<std::size_t>(end - begin));
+    }
 
     static const char* runEnd(const char* p, const char* end, unsigned char endClass) {
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & endClass) == 0) ++p;
@@ -170,7 +177,7 @@ private:
             if (inEntity) {
                 // The entity's name runs up to the next ';'.
                 const auto* semicolon = static_cast<const char*>(std::memchr(p, ';', static_cast<std::size_t>(end - p)));
-                entity.append(p, semicolon != nullptr ? semicolon : end);
+                appendRun(entity, p, semicolon != nullptr ? semicolon : end);
                 if (semicolon == nullptr) return nullptr;
                 p = semicolon + 1;
                 inEntity = false;
@@ -191,11 +198,11 @@ private:
             }
             if (inTag) {
                 const char* stop = runEnd(p, end, endsTag);
-                tag.append(p, stop);
+                appendRun(tag, p, stop);
                 p = stop;
             } else {
                 const char* stop = runEnd(p, end, endsText);
-                levels[depth].text.append(p, stop);
+                appendRun(levels[depth].text, p, stop);
                 p = stop;
                 if (p != end && kpxml::isEsc(*p)) {  // tab, line feed and carriage return leave no trace in text
                     ++p;
@@ -244,13 +251,13 @@ private:
         const char* after = plainTagReader.read(p, end, plainTag);
         if (after == nullptr) return nullptr;
 
-        scratch.assign(plainTag.name, plainTag.nameLength);
-        auto created = std::make_unique<KpXmlData>(scratch);
+        auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength));
         created->getAttributes().reserve(plainTag.attributeCount);
         for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
             const kpxml::PlainTag::Attribute& attribute = plainTag.attributes[i];
-            scratch.assign(attribute.name, attribute.nameLength);
-            kpxml::storeAttribute(*created, nullptr, scratch, attribute.value, true);  // names differ
+            // The reader has made sure that the names differ.
+            kpxml::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength), attribute.value,
+                                  true);
         }
         KpXmlData* element = created.get();
         placeElement(element, std::move(created), plainTag.open, true);
@@ -358,7 +365,6 @@ private:
     std::size_t depth = 0;  // the index in levels of the element being read
     kpxml::ParsedTag parsed;
     kpxml::PlainTag plainTag;
-    std::string scratch;  // a name read directly, on its way into its node
     std::string tag;
     std::string entity;
     bool inTag = false;
