@@ -68,7 +68,7 @@ const char* PlainTagReader::readValue(const char* p, const char* end, std::strin
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
-        if (++p == end || std::strchr("#aglq", *p) == nullptr || *p == '\0') return nullptr;
+        if (++p == end || !startsReference(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
         p = skip(p + 1, end, endsReference);
         if (p == end || *p != ';') return nullptr;

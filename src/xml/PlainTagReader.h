@@ -15,6 +15,12 @@ inline bool isEsc(char c) {
     return c == '\t' || c == '\n' || c == '\r';
 }
 
+// The bytes that start a reference after an '&' ('#' is not kept in its name); in text and tags
+// every byte before the first of them is dropped.
+inline bool startsReference(char c) {
+    return c == '#' || c == 'a' || c == 'g' || c == 'l' || c == 'q';
+}
+
 using EntityMap = std::map<std::string, std::string>;
 
 // Appends to target what the reference named name (the text between "&" or "&#" and ";") stands

@@ -187,7 +187,7 @@ private:
             if (entityStart) {
                 // Everything after '&' up to the next '#', 'a', 'g', 'l' or 'q' is dropped; that
                 // byte starts the entity ('#' itself is not kept).
-                while (p != end && *p != '#' && *p != 'a' && *p != 'g' && *p != 'l' && *p != 'q') ++p;
+                while (p != end && !kpxml::startsReference(*p)) ++p;
                 if (p == end) return nullptr;
                 entityStart = false;
                 inEntity = true;
@@ -346,6 +346,7 @@ private:
     // Hands the children read at a level to its element, in the order read. They are held back
     // until the level ends so that the child list grows once, by the number known then.
     void attachChildren(const Level& level) {
+        if (pendingChildren.size() == level.firstChild) return;  // none: the element's child list stays as it is
         std::vector<KpXmlData*>& children = level.node->getChildren();
         children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
         for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
