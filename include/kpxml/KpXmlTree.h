@@ -76,8 +76,8 @@ public:
     // for a null node. Every line ends with a line feed and a flush of out.
     void putNode(std::ostream& out, const KpXmlData* node) const;
     // Writes as putToStream does to the file at path, through a temporary file that replaces the
-    // target when done, so the old file is never lost. False, writing nothing, when the temporary
-    // file cannot be made.
+    // target only when complete, so the old file is never lost. False, leaving the target as it
+    // was, when the temporary file cannot be made or the document could not be stored completely.
     bool writeFile(const std::string& path, bool declaration) const;
     // Sets the indentation unit when it is empty, a single tab or spaces only; otherwise ignored.
     void setIndent(const std::string& unit);

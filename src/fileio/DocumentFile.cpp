@@ -7,5 +7,5 @@ bool KpXmlTree::writeFile(const std::string& path, bool declaration) const {
     std::ostream* out = file.getStream();
     if (out == nullptr || !out->good()) return false;
     putToStream(*out, declaration);
-    return true;
+    return file.commit();
 }

@@ -28,51 +28,49 @@ KpOFStream::KpOFStream(const char* target, int mode) {
     std::string directory;
     if (!platform::getTemporaryDirectory(directory)) return;
     std::string temporary;
-    if (!platform::createTemporaryFile(directory, temporary)) return;
+    platform::NativeFile file;
+    if (!platform::createTemporaryFile(directory, temporary, file)) return;
     targetPath = target;
     temporaryPath = std::move(temporary);
 
-    const bool append = (streamMode & modeAppend) != 0;
-    if (append && platform::exists(target)) platform::copyFile(target, temporaryPath.c_str());
-
     auto opened = std::make_unique<TextFileOStream>();
-    const bool text = (streamMode & modeBinary) == 0;
-    if (!opened->buffer().openForWrite(temporaryPath.c_str(), append, text)) opened->setstate(std::ios_base::failbit);
-    if (!opened->good()) {
-        // The empty temporary file stays where it was created.
-        targetPath.clear();
-        temporaryPath.clear();
-        return;
-    }
+    TextFileBuffer& buffer = opened->buffer();
+    buffer.openForWrite(std::move(file), (streamMode & modeBinary) == 0);
+    // Appended output follows the old content, copied through the open file. A target that
+    // cannot be opened counts as none; a copy that fails makes the commit fail.
+    platform::NativeFile old;
+    if ((streamMode & modeAppend) != 0 && old.openForRead(target)) buffer.copyFrom(old);
     stream = std::move(opened);
 }
 
-KpOFStream::~KpOFStream() {
-    if (!stream) return;
+KpOFStream::~KpOFStream() { commit(); }
+
+bool KpOFStream::commit() {
+    if (!stream) return false;
+    const std::unique_ptr<std::ostream> finished = std::move(stream);
     // The stream is always a TextFileOStream (see the constructor).
-    TextFileOStream& file = static_cast<TextFileOStream&>(*stream);
+    TextFileOStream& file = static_cast<TextFileOStream&>(*finished);
     try {
         file.flush();
     } catch (...) {
-        // A stream set to throw reports a failed flush; the commit goes on regardless.
+        // A stream set to throw reports a failed flush; the buffer's own results decide below.
     }
     TextFileBuffer& buffer = file.buffer();
-    buffer.flushToDisk();  // the data is on the disk before the temporary file takes the target's name
-    if (!buffer.close()) {
-        try {
-            file.setstate(std::ios_base::failbit);
-        } catch (...) {
-        }
+    // On the disk before the file takes the target's name: a crash then leaves the old or the new.
+    bool stored = buffer.flushToDisk();
+    if (stored) buffer.takePermissionsOf(targetPath.c_str());
+    stored = buffer.close() && stored;
+    if (!stored) {
+        platform::deleteFile(temporaryPath.c_str());
+        return false;
     }
-    stream.reset();
-
-    // Unconditional: output that failed midway replaces the target too. A target that cannot be
-    // deleted (read-only, in use) keeps its content, as the move then fails and the temporary
-    // file stays behind.
-    if (!temporaryPath.empty()) {
-        platform::deleteFile(targetPath.c_str());
-        platform::moveFile(temporaryPath.c_str(), targetPath.c_str());
+    // A target that refuses the replacement keeps its content; the complete temporary file stays.
+    try {
+        platform::replaceFile(temporaryPath.c_str(), targetPath.c_str());
+    } catch (...) {
+        // Out of memory for a name or a copy buffer: nothing was replaced.
     }
+    return true;
 }
 
 std::unique_ptr<std::istream> openIFStream(const char* path) {

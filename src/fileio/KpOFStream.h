@@ -6,10 +6,11 @@
 #include <ostream>
 #include <string>
 
-// Safe file output: text goes to a fresh temporary file in the user's temporary directory, and the
-// destructor replaces the target with it (delete the target, then move the temporary file to the
-// target's name), after flushing its data to the disk. Files are in text mode unless the binary
-// bit is set: each line feed is stored as carriage return plus line feed, on every platform.
+// Safe file output: text goes to a fresh temporary file in the user's temporary directory, readable
+// by its owner only, and the commit replaces the target with it in one atomic step once every byte
+// is stored on the disk. Output that could not be stored completely never replaces the target.
+// Files are in text mode unless the binary bit is set: each line feed is stored as carriage return
+// plus line feed, on every platform.
 class KpOFStream {
 public:
     // Open-mode bits, the same on every platform.
@@ -24,13 +25,22 @@ public:
     // bit and an existing target, the target's content is copied first so that output follows it.
     // On failure getStream() is null and both paths are empty.
     KpOFStream(const char* target, int mode);
-    // Commits: the temporary file replaces the target. Never throws.
+    // Commits, unless commit() has been called. Never throws.
     ~KpOFStream();
 
     KpOFStream(const KpOFStream&) = delete;
     KpOFStream& operator=(const KpOFStream&) = delete;
 
-    // The stream to write to, or null when the temporary file could not be prepared.
+    // Finishes the output: the temporary file replaces the target (taking the target's permission
+    // bits) when every write, the flush to disk and the close succeeded. Returns false when they
+    // did not (the target keeps its content and the incomplete temporary file is removed), when
+    // there is no stream, or when already committed. A target that refuses the replacement
+    // (read-only, in use, in a missing directory) keeps its content and the complete temporary
+    // file stays: that still returns true. The stream is gone afterwards. Never throws.
+    bool commit();
+
+    // The stream to write to, or null when the temporary file could not be prepared or the output
+    // has been committed.
     std::ostream* getStream() const { return stream.get(); }
     // The file the output goes to until the commit; empty after a failed construction.
     const std::string& getTemporaryPath() const { return temporaryPath; }

@@ -1,5 +1,7 @@
 #include "fileio/TextFileBuffer.h"
 
+#include <utility>
+
 namespace kpxml {
 namespace {
 
@@ -11,15 +13,14 @@ constexpr char kEndOfText = '\x1A';  // ends text-mode input, as on Windows
 
 TextFileBuffer::~TextFileBuffer() { close(); }
 
-bool TextFileBuffer::openForWrite(const char* path, bool append, bool text) {
+void TextFileBuffer::openForWrite(platform::NativeFile&& opened, bool text) {
     close();
-    if (!file.openForWrite(path, append)) return false;
+    file = std::move(opened);
     buffer.reset(new char[kBufferSize]);
     if (text) encoded.reset(new char[2 * kBufferSize]);
     textMode = text;
     writing = true;
     setp(buffer.get(), buffer.get() + kBufferSize);
-    return true;
 }
 
 bool TextFileBuffer::openForRead(const char* path, bool text) {
@@ -32,10 +33,15 @@ bool TextFileBuffer::openForRead(const char* path, bool text) {
     return true;
 }
 
+bool TextFileBuffer::copyFrom(platform::NativeFile& source) {
+    if (!isOpen() || !writing || !writeBuffered()) return false;
+    if (!platform::copyContent(source, file)) writeFailed = true;
+    return !writeFailed;
+}
+
 bool TextFileBuffer::flushToDisk() {
     if (!isOpen() || !writing) return false;
-    const bool written = writeBuffered();
-    return file.flushToDisk() && written && !writeFailed;
+    return writeBuffered() && file.flushToDisk();
 }
 
 bool TextFileBuffer::close() {

@@ -27,14 +27,20 @@ public:
     TextFileBuffer(const TextFileBuffer&) = delete;
     TextFileBuffer& operator=(const TextFileBuffer&) = delete;
 
-    // Opens path for writing: emptied first, or appending to what it holds. False on failure.
-    bool openForWrite(const char* path, bool append, bool text);
+    // Writes to file, which must be open for writing; the buffer owns it from now on.
+    void openForWrite(platform::NativeFile&& opened, bool text);
     // Opens path for reading. False on failure.
     bool openForRead(const char* path, bool text);
     bool isOpen() const { return file.isOpen(); }
 
-    // Hands the bytes written so far to the system and has them stored on the disk.
+    // Copies the rest of source to the file as it is (not translated). False, and every later
+    // close fails, when the copy fails.
+    bool copyFrom(platform::NativeFile& source);
+    // Hands the bytes written so far to the system and has them stored on the disk. False when
+    // anything written since opening could not be stored.
     bool flushToDisk();
+    // Gives the file the permission bits of target (see NativeFile::takePermissionsOf).
+    bool takePermissionsOf(const char* target) { return file.takePermissionsOf(target); }
     // Hands the bytes written so far to the system and closes the file. False when anything
     // written since opening could not be stored, or the file was not open.
     bool close();

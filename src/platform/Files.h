@@ -1,71 +1,22 @@
 #ifndef KPXML_PLATFORM_FILES_H
 #define KPXML_PLATFORM_FILES_H
 
-// File primitives for safe output and for input: the temporary directory and unique temporary
-// files, whole-file operations (exists, copy, delete, move, short name) and a native file handle.
+// File primitives for safe output and for input: the temporary directory and temporary files
+// opened once, the atomic replacement of a target, whole-file queries and a native file handle.
 //
 // Paths are narrow strings in the ANSI code page. On Windows these are the ANSI file functions
-// (GetTempPathA, GetTempFileNameA, CopyFileA, DeleteFileA, MoveFileA, GetShortPathNameA,
-// CreateFileA). The POSIX side behaves as they do: a file whose owner may not write to it is
-// read-only and cannot be deleted, a move never replaces an existing file, and there are no short
-// names.
+// (GetTempPathA, GetTempFileNameA, GetFileAttributesA, DeleteFileA, MoveFileExA,
+// GetShortPathNameA, CreateFileA). On POSIX a file whose owner may not write to it is read-only,
+// as a file with the read-only attribute is on Windows, and there are no short names.
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace kpxml::platform {
 
 // Paths, temporary directory included, must be shorter than this many characters.
 constexpr std::size_t kMaxPathBuffer = 4096;
-
-// The user's temporary directory, ending in a path separator (Windows: GetTempPathA; POSIX:
-// $TMPDIR, else "/tmp"). False when it cannot be determined or is kMaxPathBuffer characters or
-// longer.
-bool getTemporaryDirectory(std::string& directory);
-
-// Creates a new, empty file with a unique name in directory, starting with "kpo" (Windows:
-// GetTempFileNameA with the prefix "kpofstream"; POSIX: "kpo", four lowercase hexadecimal digits,
-// ".tmp", created exclusively). False when no file could be created there.
-bool createTemporaryFile(const std::string& directory, std::string& path);
-
-// True when something (a file or a directory) exists under path.
-bool exists(const char* path);
-
-// Copies from over to, replacing to's content when it exists.
-bool copyFile(const char* from, const char* to);
-
-// Deletes the file path. Fails, deleting nothing, when the file is read-only (POSIX: its mode
-// has no write bit for its owner, whoever asks).
-bool deleteFile(const char* path);
-
-// Renames from to to. Fails, changing nothing, when to exists or its directory is missing.
-bool moveFile(const char* from, const char* to);
-
-// The short (8.3) form of path (Windows: GetShortPathNameA into a zero-filled buffer of
-// kMaxPathBuffer bytes). False when the call fails; always false where there are no short names.
-bool getShortPath(const char* path, std::string& shortPath);
-
-// Makes path read-only (Windows: the read-only attribute; POSIX: no write bits) or writable
-// again (Windows: clears the attribute; POSIX: adds the owner's write bit).
-bool setReadOnly(const char* path, bool readOnly);
-
-// Environment variables as they were before a change, to be put back.
-struct SavedVariables {
-    struct Variable {
-        std::string name;
-        bool wasSet;
-        std::string value;
-    };
-    std::vector<Variable> variables;
-};
-
-// Points the temporary directory at directory by setting the environment variables the platform
-// takes it from (POSIX: TMPDIR; Windows: TMP and TEMP). Returns their previous values.
-SavedVariables redirectTemporaryDirectory(const std::string& directory);
-// Puts back what redirectTemporaryDirectory changed.
-void restoreVariables(const SavedVariables& saved);
 
 // An open file: a POSIX descriptor or a Windows handle. Closed when destroyed. Other processes
 // may open, rename or delete the file while it is open (Windows: deny-none sharing).
@@ -73,13 +24,14 @@ class NativeFile {
 public:
     NativeFile() = default;
     ~NativeFile() { close(); }
+    NativeFile(NativeFile&& other) noexcept : handle(other.handle), forWriting(other.forWriting) {
+        other.handle = kClosed;
+    }
+    NativeFile& operator=(NativeFile&& other) noexcept;
     NativeFile(const NativeFile&) = delete;
     NativeFile& operator=(const NativeFile&) = delete;
 
-    // Opens path for writing, creating it when missing: emptied first, or with every write going
-    // to its end (append). False when it cannot be opened.
-    bool openForWrite(const char* path, bool append);
-    // Opens path for reading. False when it cannot be opened.
+    // Opens path for reading. False when it cannot be opened (a directory cannot).
     bool openForRead(const char* path);
     bool isOpen() const { return handle != kClosed; }
 
@@ -92,14 +44,70 @@ public:
     bool seekToStart();
     // Makes the system store the written data on the disk (FlushFileBuffers / fsync).
     bool flushToDisk();
+    // Gives the file the permission bits of target (POSIX; a read-only target's bits are not
+    // taken, since it will not be replaced), or those of a new file (0666 less the umask) when
+    // there is no target. Nothing to do on Windows, where a file takes its folder's permissions.
+    bool takePermissionsOf(const char* target);
     // Closes the file; true when it was open and closed without an error.
     bool close();
 
 private:
+    friend bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file);
+
+    // The platform's own calls behind write, flushToDisk and close.
+    bool writeAll(const char* data, std::size_t size);
+    bool syncToDisk();
+    bool closeHandle();
+
     // Both an invalid descriptor and INVALID_HANDLE_VALUE.
     static constexpr std::intptr_t kClosed = -1;
     std::intptr_t handle = kClosed;
+    bool forWriting = false;  // only then can a failed close lose data
 };
+
+// The user's temporary directory, ending in a path separator (Windows: GetTempPathA; POSIX:
+// $TMPDIR, else "/tmp"). False when it cannot be determined or is kMaxPathBuffer characters or
+// longer.
+bool getTemporaryDirectory(std::string& directory);
+
+// Creates a new, empty file with a unique name in directory and opens it for writing in file.
+// Windows: GetTempFileNameA with the prefix "kpofstream" ("kpo" and four hexadecimal digits),
+// then opened by that name. POSIX: "kpo", 16 random hexadecimal digits and ".tmp", created
+// exclusively with mode 0600 and opened in the same call, never through a symbolic link. False
+// when no file could be created and opened (on Windows a file created but not opened stays).
+bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file);
+
+// Copies the rest of from to the end of to. False when reading or writing fails.
+bool copyContent(NativeFile& from, NativeFile& to);
+
+// Replaces target with the complete, closed file temporary in one atomic step: there is no moment
+// at which target is missing or partly written, and the replacement is on the disk when this
+// returns. Across file systems the data is first copied to a second temporary file beside target,
+// which then takes target's name. False, changing nothing and leaving temporary where it is, when
+// target is read-only or in use, its directory is missing or the move or copy fails.
+bool replaceFile(const char* temporary, const char* target);
+
+// True when something (a file or a directory) exists under path.
+bool exists(const char* path);
+
+// Deletes the file path. Fails, deleting nothing, when the file is read-only (POSIX: its mode
+// has no write bit for its owner, whoever asks).
+bool deleteFile(const char* path);
+
+// The short (8.3) form of path (Windows: GetShortPathNameA into a zero-filled buffer of
+// kMaxPathBuffer bytes). False when the call fails; always false where there are no short names.
+bool getShortPath(const char* path, std::string& shortPath);
+
+// What replaceFile needs from each platform. Moves from over to, replacing to.
+enum class MoveResult { moved, otherDevice, failed };
+MoveResult moveReplacing(const char* from, const char* to);
+// True when path names a file that is read-only (see deleteFile).
+bool isReadOnly(const char* path);
+// The directory that holds path, ending in a path separator ("" for the current one).
+std::string directoryOf(const std::string& path);
+// Makes a rename in the directory of path last on the disk (POSIX: fsync of the directory;
+// nothing on Windows, where the move writes through).
+void syncDirectoryOf(const std::string& path);
 
 }  // namespace kpxml::platform
 

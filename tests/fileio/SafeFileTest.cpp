@@ -8,8 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -21,16 +22,17 @@ namespace {
 namespace platform = kpxml::platform;
 using kpxml::TextFileBuffer;
 
-template <typename Stream>
-std::string readAll(Stream&& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
-std::string readBytes(const std::string& path) { return readAll(std::ifstream(path, std::ios::binary)); }
+using kpxml::test::readBytes;
+
+std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
 
 class SafeFileTest : public ::testing::Test {
 protected:
     // The target's name is made from a reserved temporary file, so runs in parallel never meet.
     void SetUp() override {
         ASSERT_TRUE(platform::getTemporaryDirectory(directory));
-        ASSERT_TRUE(platform::createTemporaryFile(directory, reserved));
+        platform::NativeFile file;
+        ASSERT_TRUE(platform::createTemporaryFile(directory, reserved, file));
         target = reserved + ".xml";
         files = {reserved, target};
     }
@@ -38,11 +40,11 @@ protected:
     void TearDown() override {
         for (const std::string& path : files) {
             if (!platform::exists(path.c_str())) continue;
-            platform::setReadOnly(path.c_str(), false);
+            kpxml::test::setReadOnly(path, false);
             EXPECT_EQ(std::remove(path.c_str()), 0) << path;
         }
     }
-    void store(const std::string& bytes) { std::ofstream(target, std::ios::binary) << bytes; }
+    void store(const std::string& bytes) { kpxml::test::writeBytes(target, bytes); }
     // Writes text to path through a KpOFStream; returns the temporary file's name.
     std::string write(const std::string& path, int mode, const std::string& text) {
         KpOFStream out(path.c_str(), mode);
@@ -86,7 +88,7 @@ TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFi
     EXPECT_EQ(readBytes(temporary), "<doc/>\r\n");
 
     store("old\r\n");
-    ASSERT_TRUE(platform::setReadOnly(target.c_str(), true));  // POSIX: no write bits
+    ASSERT_TRUE(kpxml::test::setReadOnly(target, true));  // POSIX: no write bits
     const std::string kept = write(target, KpOFStream::modeOut, "new\nlines\n");
     EXPECT_EQ(readBytes(target), "old\r\n");
     EXPECT_EQ(readBytes(kept), "new\r\nlines\r\n");
@@ -94,11 +96,11 @@ TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFi
 
 TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
     for (const std::string& unusable : {reserved + ".missing", directory + std::string(4100, 'd')}) {
-        const platform::SavedVariables saved = platform::redirectTemporaryDirectory(unusable);
+        const kpxml::test::SavedVariables saved = kpxml::test::redirectTemporaryDirectory(unusable);
         const KpOFStream out(target.c_str(), KpOFStream::modeOut);
         EXPECT_EQ(out.getStream(), nullptr);
         EXPECT_EQ(out.getTemporaryPath() + out.getTargetPath(), "");
-        platform::restoreVariables(saved);
+        kpxml::test::restoreVariables(saved);
         std::string restored;
         ASSERT_TRUE(platform::getTemporaryDirectory(restored));
         EXPECT_EQ(restored, directory);

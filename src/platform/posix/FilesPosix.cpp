@@ -1,24 +1,27 @@
-// File primitives on POSIX, behaving as the Windows ANSI file functions do: a file whose owner
-// may not write to it is read-only, and a move never replaces an existing file.
+// File primitives on POSIX. A file whose owner may not write to it is read-only, as on Windows;
+// temporary files are opened once, exclusively, readable by their owner only.
 
 #include "platform/Files.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 
 namespace kpxml::platform {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // narrowed by the umask
-constexpr const char* kTemporaryDirectoryVariables[] = {"TMPDIR"};
+constexpr mode_t kPrivateMode = 0600;
+constexpr mode_t kPermissionBits = 0777;  // not set-id bits: the file is new
+// Names already taken are retried with fresh random digits this many times.
+constexpr int kNameAttempts = 100;
 
 int openRetrying(const char* path, int flags, mode_t mode = 0) {
     int fd;
@@ -28,39 +31,6 @@ int openRetrying(const char* path, int flags, mode_t mode = 0) {
     return fd;
 }
 
-ssize_t readRetrying(int fd, char* data, std::size_t size) {
-    if (size > SSIZE_MAX) size = SSIZE_MAX;
-    ssize_t count;
-    do {
-        count = ::read(fd, data, size);
-    } while (count < 0 && errno == EINTR);
-    return count;
-}
-
-bool writeAll(int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t count = ::write(fd, data, size > SSIZE_MAX ? SSIZE_MAX : size);
-        if (count < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-constexpr std::size_t kCopyChunk = 64 * 1024;
-
-// Copies everything from the descriptor in to the descriptor out, through chunk.
-bool copyContent(int in, int out, char* chunk) {
-    for (;;) {
-        const ssize_t count = readRetrying(in, chunk, kCopyChunk);
-        if (count == 0) return true;
-        if (count < 0 || !writeAll(out, chunk, static_cast<std::size_t>(count))) return false;
-    }
-}
-
 // Closes fd; false when the close reported an error (data may not have been stored).
 bool closeDescriptor(int fd) {
     // After EINTR the descriptor may already be closed (it is on Linux), so a second close could
@@ -68,22 +38,38 @@ bool closeDescriptor(int fd) {
     return ::close(fd) == 0;
 }
 
-// Copies the file from into to, opened with O_CREAT and createFlags (O_TRUNC: replacing its
-// content; O_EXCL: only as a new file). created tells whether to was opened.
-bool copyInto(const char* from, const char* to, int createFlags, mode_t mode, bool& created) {
-    created = false;
-    const std::unique_ptr<char[]> chunk(new char[kCopyChunk]);
-    const int in = openRetrying(from, O_RDONLY);
-    if (in < 0) return false;
-    const int out = openRetrying(to, O_WRONLY | O_CREAT | createFlags, mode);
-    if (out < 0) {
-        closeDescriptor(in);
-        return false;
+// 8 random bytes as 16 lowercase hexadecimal digits; false when the system has no randomness.
+bool randomDigits(char (&digits)[17]) {
+    unsigned char bytes[8];
+    std::size_t filled = 0;
+    while (filled < sizeof bytes) {
+        const ssize_t count = ::getrandom(bytes + filled, sizeof bytes - filled, 0);
+        if (count < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        filled += static_cast<std::size_t>(count);
     }
-    created = true;
-    const bool copied = copyContent(in, out, chunk.get());
-    closeDescriptor(in);
-    return closeDescriptor(out) && copied;
+    for (std::size_t i = 0; i < sizeof bytes; ++i) std::snprintf(digits + 2 * i, 3, "%02x", bytes[i]);
+    return true;
+}
+
+// The process's umask, read without changing it (changing it, even for a moment, would affect
+// files that other threads create meanwhile); Linux shows it in /proc.
+mode_t currentUmask() {
+    if (FILE* status = std::fopen("/proc/self/status", "re")) {
+        char line[256];
+        unsigned mask = 0;
+        bool found = false;
+        while (!found && std::fgets(line, sizeof line, status) != nullptr) {
+            found = std::sscanf(line, "Umask: %o", &mask) == 1;
+        }
+        std::fclose(status);
+        if (found) return static_cast<mode_t>(mask);
+    }
+    const mode_t mask = ::umask(022);
+    ::umask(mask);
+    return mask;
 }
 
 bool isReadOnly(const struct stat& status) {
@@ -99,25 +85,16 @@ bool getTemporaryDirectory(std::string& directory) {
     return directory.size() < kMaxPathBuffer;
 }
 
-bool createTemporaryFile(const std::string& directory, std::string& path) {
-    // Like GetTempFileNameA: start at a number taken from the clock and count up until a name is
-    // free, using every four-digit number except 0000 once.
-    struct timespec now {};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    const unsigned long seed = static_cast<unsigned long>(now.tv_nsec) ^
-                               (static_cast<unsigned long>(now.tv_sec) << 7) ^
-                               static_cast<unsigned long>(::getpid());
-    unsigned number = static_cast<unsigned>(seed % 0xFFFFu);
-    for (unsigned tries = 0; tries < 0xFFFFu; ++tries, number = (number + 1) % 0xFFFFu) {
-        char name[16];
-        std::snprintf(name, sizeof name, "kpo%04x.tmp", number + 1);
-        std::string candidate = directory + name;
-        const int fd = openRetrying(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL, kNewFileMode);
+bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file) {
+    file.close();
+    for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+        char digits[17];
+        if (!randomDigits(digits)) return false;
+        std::string candidate = directory + "kpo" + digits + ".tmp";
+        const int fd = openRetrying(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivateMode);
         if (fd >= 0) {
-            if (!closeDescriptor(fd)) {
-                ::unlink(candidate.c_str());
-                return false;
-            }
+            file.handle = fd;
+            file.forWriting = true;
             path = std::move(candidate);
             return true;
         }
@@ -131,11 +108,9 @@ bool exists(const char* path) {
     return ::stat(path, &status) == 0;
 }
 
-bool copyFile(const char* from, const char* to) {
+bool isReadOnly(const char* path) {
     struct stat status {};
-    if (::lstat(to, &status) == 0 && isReadOnly(status)) return false;
-    bool opened;
-    return copyInto(from, to, O_TRUNC, kNewFileMode, opened);
+    return ::lstat(path, &status) == 0 && isReadOnly(status);
 }
 
 bool deleteFile(const char* path) {
@@ -145,78 +120,34 @@ bool deleteFile(const char* path) {
     return ::unlink(path) == 0;
 }
 
-bool moveFile(const char* from, const char* to) {
-    // rename() would replace an existing target; a hard link is refused when the name is taken.
-    if (::link(from, to) == 0) {
-        ::unlink(from);
-        return true;
+MoveResult moveReplacing(const char* from, const char* to) {
+    if (::rename(from, to) == 0) return MoveResult::moved;
+    return errno == EXDEV ? MoveResult::otherDevice : MoveResult::failed;
+}
+
+std::string directoryOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+}
+
+void syncDirectoryOf(const std::string& path) {
+    const std::string directory = directoryOf(path);
+    const int fd = openRetrying(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0) return;
+    while (::fsync(fd) != 0 && errno == EINTR) {
     }
-    switch (errno) {
-        case EXDEV:   // another file system
-        case EPERM:   // a file system without hard links
-        case EMLINK:
-        case ENOSYS:
-#if defined(EOPNOTSUPP)
-        case EOPNOTSUPP:
-#endif
-            break;
-        default:
-            return false;  // taken, missing directory, no permission
-    }
-    struct stat status {};
-    if (::stat(from, &status) != 0) return false;
-    bool created;
-    if (!copyInto(from, to, O_EXCL, status.st_mode & 07777, created)) {
-        if (created) ::unlink(to);  // a partial copy; never a file that was there before
-        return false;
-    }
-    ::unlink(from);
-    return true;
+    closeDescriptor(fd);
 }
 
 bool getShortPath(const char*, std::string&) {
     return false;  // no short names here
 }
 
-bool setReadOnly(const char* path, bool readOnly) {
-    struct stat status {};
-    if (::stat(path, &status) != 0) return false;
-    const mode_t mode = readOnly ? (status.st_mode & 07555) : (status.st_mode & 07777) | S_IWUSR;
-    return ::chmod(path, mode) == 0;
-}
-
-SavedVariables redirectTemporaryDirectory(const std::string& directory) {
-    SavedVariables saved;
-    for (const char* name : kTemporaryDirectoryVariables) {
-        const char* value = std::getenv(name);
-        saved.variables.push_back({name, value != nullptr, value != nullptr ? value : ""});
-        ::setenv(name, directory.c_str(), 1);
-    }
-    return saved;
-}
-
-void restoreVariables(const SavedVariables& saved) {
-    for (const SavedVariables::Variable& variable : saved.variables) {
-        if (variable.wasSet) {
-            ::setenv(variable.name.c_str(), variable.value.c_str(), 1);
-        } else {
-            ::unsetenv(variable.name.c_str());
-        }
-    }
-}
-
-bool NativeFile::openForWrite(const char* path, bool append) {
-    close();
-    const int fd = openRetrying(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), kNewFileMode);
-    if (fd < 0) return false;
-    handle = fd;
-    return true;
-}
-
 bool NativeFile::openForRead(const char* path) {
     close();
     const int fd = openRetrying(path, O_RDONLY);
     if (fd < 0) return false;
+    forWriting = false;
     // A directory opens here but not on Windows; refuse it as Windows does.
     struct stat status {};
     if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
@@ -229,19 +160,32 @@ bool NativeFile::openForRead(const char* path) {
 
 std::ptrdiff_t NativeFile::read(char* data, std::size_t size) {
     if (!isOpen()) return -1;
-    return readRetrying(static_cast<int>(handle), data, size);
+    if (size > SSIZE_MAX) size = SSIZE_MAX;
+    ssize_t count;
+    do {
+        count = ::read(static_cast<int>(handle), data, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
 }
 
-bool NativeFile::write(const char* data, std::size_t size) {
-    return isOpen() && writeAll(static_cast<int>(handle), data, size);
+bool NativeFile::writeAll(const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = ::write(static_cast<int>(handle), data, size > SSIZE_MAX ? SSIZE_MAX : size);
+        if (count < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
 }
 
 bool NativeFile::seekToStart() {
     return isOpen() && ::lseek(static_cast<int>(handle), 0, SEEK_SET) == 0;
 }
 
-bool NativeFile::flushToDisk() {
-    if (!isOpen()) return false;
+bool NativeFile::syncToDisk() {
     int result;
     do {
         result = ::fsync(static_cast<int>(handle));
@@ -249,8 +193,18 @@ bool NativeFile::flushToDisk() {
     return result == 0;
 }
 
-bool NativeFile::close() {
+bool NativeFile::takePermissionsOf(const char* target) {
     if (!isOpen()) return false;
+    struct stat status {};
+    mode_t mode = kNewFileMode & ~currentUmask();
+    if (::stat(target, &status) == 0) {
+        if (isReadOnly(status)) return true;
+        mode = status.st_mode & kPermissionBits;
+    }
+    return ::fchmod(static_cast<int>(handle), mode) == 0;
+}
+
+bool NativeFile::closeHandle() {
     const int fd = static_cast<int>(handle);
     handle = kClosed;
     return closeDescriptor(fd);

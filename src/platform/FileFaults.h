@@ -1,0 +1,38 @@
+#ifndef KPXML_PLATFORM_FILEFAULTS_H
+#define KPXML_PLATFORM_FILEFAULTS_H
+
+// A seam for tests of the save path: the platform layer reports each step below here before
+// taking it, and while a test has recording on, the steps are counted and a chosen one fails as
+// if the system had reported an error. Off unless a test turns it on; the library never does.
+
+#include <cstddef>
+#include <string>
+
+namespace kpxml::platform {
+
+// The steps of a save that can fail, with the letter that stands for each in a recording.
+enum class FileStep : char {
+    write = 'w',        // a write to a file
+    flushToDisk = 'f',  // fsync / FlushFileBuffers
+    close = 'c',        // closing a file
+    rename = 'r',       // a move that replaces a target
+    copy = 'p',         // a read of a file being copied
+};
+
+class FileFaults {
+public:
+    // Starts recording: the failingStep-th step from now fails (0: none), and when otherDevice is
+    // set, the first move of each replacement is answered as a move to another file system.
+    static void start(std::size_t failingStep, bool otherDevice);
+    // Stops recording and returns the letters of the steps taken since start.
+    static std::string stop();
+
+    // For the platform layer: records step; true when it must fail.
+    static bool fails(FileStep step);
+    // For the platform layer: true when moves are to be answered as moves to another device.
+    static bool forcesOtherDevice();
+};
+
+}  // namespace kpxml::platform
+
+#endif  // KPXML_PLATFORM_FILEFAULTS_H

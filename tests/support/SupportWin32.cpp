@@ -1,0 +1,88 @@
+// What the tests need from Windows.
+
+#include "TestSupport.h"
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+
+namespace kpxml::test {
+namespace {
+
+HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
+constexpr DWORD kKilledExitCode = 0xDEAD;
+
+}  // namespace
+
+int processId() { return static_cast<int>(::GetCurrentProcessId()); }
+
+bool setReadOnly(const std::string& path, bool readOnly) {
+    DWORD attributes = ::GetFileAttributesA(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return false;
+    attributes = readOnly ? attributes | FILE_ATTRIBUTE_READONLY : attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
+    return ::SetFileAttributesA(path.c_str(), attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes) != 0;
+}
+
+SavedVariables redirectTemporaryDirectory(const std::string& directory) {
+    SavedVariables saved;
+    for (const char* name : {"TMP", "TEMP"}) {
+        SavedVariables::Variable variable{name, false, std::string()};
+        ::SetLastError(ERROR_SUCCESS);
+        const DWORD size = ::GetEnvironmentVariableA(name, nullptr, 0);
+        if (size != 0 || ::GetLastError() != ERROR_ENVVAR_NOT_FOUND) {
+            std::vector<char> value(size + 1, '\0');
+            const DWORD length = ::GetEnvironmentVariableA(name, value.data(), size + 1);
+            variable.wasSet = true;
+            variable.value.assign(value.data(), length <= size ? length : 0);
+        }
+        saved.variables.push_back(std::move(variable));
+        ::SetEnvironmentVariableA(name, directory.c_str());
+    }
+    return saved;
+}
+
+void restoreVariables(const SavedVariables& saved) {
+    for (const SavedVariables::Variable& variable : saved.variables) {
+        ::SetEnvironmentVariableA(variable.name.c_str(), variable.wasSet ? variable.value.c_str() : nullptr);
+    }
+}
+
+ChildProcess::~ChildProcess() {
+    kill();
+    wait();
+}
+
+bool ChildProcess::start(const std::string& program, const std::vector<std::string>& arguments) {
+    std::string commandLine = '"' + program + '"';
+    for (const std::string& argument : arguments) commandLine += " \"" + argument + '"';
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (!::CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                          &startup, &started)) {
+        return false;
+    }
+    ::CloseHandle(started.hThread);
+    process = reinterpret_cast<std::intptr_t>(started.hProcess);
+    return true;
+}
+
+void ChildProcess::kill() {
+    if (process != -1) ::TerminateProcess(toHandle(process), kKilledExitCode);
+}
+
+int ChildProcess::wait() {
+    if (process == -1) return -1;
+    ::WaitForSingleObject(toHandle(process), INFINITE);
+    DWORD code = 0;
+    const bool known = ::GetExitCodeProcess(toHandle(process), &code) != 0;
+    ::CloseHandle(toHandle(process));
+    process = -1;
+    return known && code != kKilledExitCode ? static_cast<int>(code) : -1;
+}
+
+}  // namespace kpxml::test

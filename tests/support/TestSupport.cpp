@@ -1,0 +1,34 @@
+// The helpers of TestSupport.h that are the same on every platform.
+
+#include "TestSupport.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace kpxml::test {
+
+std::string readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void writeBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string shown(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte < 0x7f) {
+            out += c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
+        } else {
+            out += {'\\', 'x', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+        }
+    }
+    return out;
+}
+
+std::string quoted(const std::string& text) { return '"' + shown(text) + '"'; }
+
+}  // namespace kpxml::test
