@@ -8,25 +8,20 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <kpxml/KpXmlApi.h>
-#ifdef _WIN32
-#include <process.h>
-#define getpid _getpid
-#else
-#include <unistd.h>
-#endif
+
+#include "TestSupport.h"
 
 namespace {
 
 using CopyCall = std::function<void(char*, size_t, int*)>;
 const std::string declaration = "<?xml version=\"1.0\"?>\r\n";
-int handlerCalls = 0;
-void countCall() { ++handlerCalls; }
+using kpxml::test::countInvalidParameter;
+int& handlerCalls = kpxml::test::invalidParameterCalls;
 
 // What copy leaves in a buffer of 64 bytes that held "unchanged".
 std::string copied(const CopyCall& copy) {
@@ -44,7 +39,7 @@ std::string globalText() { return copied([](char* b, size_t s, int* l) { XML_Get
 
 class CInterface : public ::testing::Test {
 protected:
-    void SetUp() override { previous = KpXml_SetInvalidParameterHandler(&countCall), handlerCalls = 0; }
+    void SetUp() override { previous = KpXml_SetInvalidParameterHandler(&countInvalidParameter), handlerCalls = 0; }
     void TearDown() override {
         XML_Delete_Tree(tree), XML_Stop(), KpXml_SetInvalidParameterHandler(previous);
         for (const std::string& path : files) std::remove(path.c_str());
@@ -54,12 +49,11 @@ protected:
         return ::testing::UnitTest::GetInstance()->current_test_info()->name() + ("_" + suffix);
     }
     std::string file(const std::string& suffix) {
-        const std::string name = "kpxml_" + std::to_string(getpid()) + "_" + unique(suffix);
+        const std::string name = "kpxml_" + std::to_string(kpxml::test::processId()) + "_" + unique(suffix);
         return files.emplace_back((std::filesystem::temp_directory_path() / name).string());
     }
     std::string readBack(bool written) {  // the bytes of the last file named
-        std::ifstream in(files.back(), std::ios::binary);
-        return written ? std::string(std::istreambuf_iterator<char>(in), {}) : "(not written)";
+        return written ? kpxml::test::readBytes(files.back()) : "(not written)";
     }
     std::string written() { return XML_Write_Tree(tree, file("tree.xml").c_str()), readBack(true); }
     std::string writtenGlobal() { return readBack(XML_WriteFile(file("global.xml").c_str()) == 1); }

@@ -7,43 +7,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include <kpxml/KpXmlApi.h>
-#ifdef _WIN32
-#include <process.h>
-#define KPXML_PROCESS_ID _getpid()
-#else
-#include <unistd.h>
-#define KPXML_PROCESS_ID getpid()
-#endif
+
+#include "TestSupport.h"
 
 namespace {
 
 // The attribute names the corpus uses: the C interface reads attributes only by name.
 const char* const attributeNames[] = {"a", "id", "k", "m", "n", "name", "q", "r", "v", "w", "x", "y"};
 
-std::string readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// text in double quotes; the quote, the backslash and every byte outside 0x20-0x7E as \xNN.
-std::string quoted(const char* text) {
-    std::string out = "\"";
-    for (; *text != '\0'; ++text) {
-        const auto byte = static_cast<unsigned char>(*text);
-        if (byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\') {
-            out += *text;
-        } else {
-            out += {'\\', 'x', "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 0xF]};
-        }
-    }
-    return out + "\"";
-}
+using kpxml::test::quoted;
+using kpxml::test::readBytes;
 
 // One line for the element, then its text, its non-empty attributes of the list and its children.
 void dump(int tag, const std::string& indent, std::string& out) {
@@ -69,7 +46,7 @@ class Corpus : public ::testing::TestWithParam<const char*> {};
 TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
     const std::string base = std::string(KPXML_CORPUS_DIR) + "/" + GetParam();
     ASSERT_FALSE(readBytes(base + ".xml").empty()) << "cannot read " << base << ".xml";
-    const std::string name = "kpxml_corpus_" + std::to_string(KPXML_PROCESS_ID) + "_" + GetParam() + ".xml";
+    const std::string name = "kpxml_corpus_" + std::to_string(kpxml::test::processId()) + "_" + GetParam() + ".xml";
     const std::string written = (std::filesystem::temp_directory_path() / name).string();
 
     const int tree = XML_Get_Tree((std::string("corpus/") + GetParam()).c_str());
@@ -83,8 +60,8 @@ TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
 
     const char* update = std::getenv("KPXML_UPDATE_CORPUS");
     if (update != nullptr && std::string(update) == "1") {
-        std::ofstream(base + ".dump", std::ios::binary) << dumped;
-        std::ofstream(base + ".written", std::ios::binary) << writtenBytes;
+        kpxml::test::writeBytes(base + ".dump", dumped);
+        kpxml::test::writeBytes(base + ".written", writtenBytes);
     }
     EXPECT_EQ(dumped, readBytes(base + ".dump"));
     EXPECT_EQ(writtenBytes, readBytes(base + ".written"));

@@ -6,10 +6,12 @@
 #include <kpxml/KpXml.h>
 #include <kpxml/KpXmlApi.h>
 
+#include "TestSupport.h"
+
 namespace {
 
-int handlerCalls = 0;
-void countCall() { ++handlerCalls; }
+using kpxml::test::countInvalidParameter;
+int& handlerCalls = kpxml::test::invalidParameterCalls;
 
 TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
     KpXmlData root("root");
@@ -23,13 +25,13 @@ TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
 }
 
 TEST(SharedLibrary, InvalidParameterHandlerIsProcessWideAndReplaceable) {
-    const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countCall);
+    const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countInvalidParameter);
     ASSERT_NE(previous, nullptr);
     KpXmlData node("n");
     node.setData(1.5, "%d");
     EXPECT_EQ(handlerCalls, 1);
     EXPECT_EQ(node.getData(), "");
-    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &countCall);
+    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &countInvalidParameter);
 }
 
 }  // namespace

@@ -5,17 +5,14 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include "TestSupport.h"
+
 #include <string>
 #include <vector>
 
 namespace {
 
-std::string written(const KpXmlTree& tree) {
-    std::ostringstream out;
-    tree.putToStream(out, false);
-    return out.str();
-}
+using kpxml::test::written;
 
 TEST(DocumentTest, EditingCallsActOnlyOnTheCurrentNode) {
     KpXmlTree tree("r");

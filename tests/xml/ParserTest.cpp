@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
 #include "support/ParseComparison.h"
 
 #include <cstddef>
@@ -13,19 +14,7 @@
 
 namespace {
 
-// Bytes outside printable ASCII as \xNN; the double quote and the backslash as \" and \\.
-std::string shown(const std::string& text) {
-    std::string out;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte < 0x7f) {
-            out += c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
-        } else {
-            out += {'\\', 'x', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
-        }
-    }
-    return out;
-}
+using kpxml::test::shown;
 
 // name ('' when empty), [attr="value" ...] when there are attributes, :"text" when there is text,
 // (child child ...) when there are children.

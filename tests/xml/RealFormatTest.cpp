@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+
 #include <limits>
 #include <string>
 #include <utility>
@@ -54,11 +56,11 @@ TEST(RealFormatTest, RejectedFormatsAndTextsOver1023CharactersGiveFalseAndEmptyT
     }
 }
 
-int handlerCalls = 0;
-void countingHandler() { ++handlerCalls; }
+using kpxml::test::countInvalidParameter;
+int& handlerCalls = kpxml::test::invalidParameterCalls;
 
 TEST(RealFormatTest, BadFormatOnNodeCallsTheHandlerAndStoresEmptyText) {
-    const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countingHandler);
+    const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countInvalidParameter);
     ASSERT_NE(previous, nullptr);
     for (const char* format : {static_cast<const char*>(nullptr), "%d", "%1024f"}) {
         SCOPED_TRACE(format != nullptr ? format : "(null)");
@@ -74,7 +76,7 @@ TEST(RealFormatTest, BadFormatOnNodeCallsTheHandlerAndStoresEmptyText) {
         EXPECT_EQ(node.getAttributeString("a"), "");
         EXPECT_TRUE(node.findAttribute("a")->getEntityFlag());
     }
-    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &countingHandler);
+    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &countInvalidParameter);
 }
 
 }  // namespace

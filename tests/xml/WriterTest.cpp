@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -12,11 +14,7 @@
 
 namespace {
 
-std::string written(const KpXmlTree& tree, bool declaration = false) {
-    std::ostringstream out;
-    tree.putToStream(out, declaration);
-    return out.str();
-}
+using kpxml::test::written;
 
 TEST(WriterTest, DocumentWithDeclaration) {
     KpXmlTree tree("doc");
