@@ -2,7 +2,7 @@
 #define KPXML_PLATFORM_FILES_H
 
 // File primitives for safe output and for input: the temporary directory and temporary files
-// opened once, the atomic replacement of a target, whole-file queries and a native file handle.
+// opened once, the atomic replacement of a target, deleting, short names and a native file handle.
 //
 // Paths are narrow strings in the ANSI code page. On Windows these are the ANSI file functions
 // (GetTempPathA, GetTempFileNameA, GetFileAttributesA, DeleteFileA, MoveFileExA,
@@ -86,9 +86,6 @@ bool copyContent(NativeFile& from, NativeFile& to);
 // which then takes target's name. False, changing nothing and leaving temporary where it is, when
 // target is read-only or in use, its directory is missing or the move or copy fails.
 bool replaceFile(const char* temporary, const char* target);
-
-// True when something (a file or a directory) exists under path.
-bool exists(const char* path);
 
 // Deletes the file path. Fails, deleting nothing, when the file is read-only (POSIX: its mode
 // has no write bit for its owner, whoever asks).

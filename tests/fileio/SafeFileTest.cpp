@@ -11,6 +11,7 @@
 #include "TestSupport.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -39,7 +40,7 @@ protected:
     // Every file a test made is removed, read-only ones included.
     void TearDown() override {
         for (const std::string& path : files) {
-            if (!platform::exists(path.c_str())) continue;
+            if (!std::filesystem::exists(path)) continue;
             kpxml::test::setReadOnly(path, false);
             EXPECT_EQ(std::remove(path.c_str()), 0) << path;
         }
@@ -71,7 +72,7 @@ TEST_F(SafeFileTest, AppendFollowsTheOldContentTextModeStoresCarriageReturnsBina
     EXPECT_EQ(readBytes(target), "new\r\nmore\r\n");
     const std::string temporary = write(target, KpOFStream::modeOut, "a\nb\n");
     EXPECT_EQ(readBytes(target), "a\r\nb\r\n");
-    EXPECT_FALSE(platform::exists(temporary.c_str()));
+    EXPECT_FALSE(std::filesystem::exists(temporary));
     write(target, KpOFStream::modeOut | KpOFStream::modeBinary, "a\nb\n");
     EXPECT_EQ(readBytes(target), "a\nb\n");
     // More than one buffer's worth, with line feeds across the buffer's end.
@@ -84,7 +85,7 @@ TEST_F(SafeFileTest, AppendFollowsTheOldContentTextModeStoresCarriageReturnsBina
 TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFile) {
     const std::string missing = reserved + ".dir/out.xml";
     const std::string temporary = write(missing, KpOFStream::modeOut, "<doc/>\n");
-    EXPECT_FALSE(platform::exists(missing.c_str()));
+    EXPECT_FALSE(std::filesystem::exists(missing));
     EXPECT_EQ(readBytes(temporary), "<doc/>\r\n");
 
     store("old\r\n");
@@ -105,7 +106,7 @@ TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
         ASSERT_TRUE(platform::getTemporaryDirectory(restored));
         EXPECT_EQ(restored, directory);
     }
-    EXPECT_FALSE(platform::exists(target.c_str()));
+    EXPECT_FALSE(std::filesystem::exists(target));
 }
 
 TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {

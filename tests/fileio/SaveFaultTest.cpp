@@ -50,7 +50,7 @@ protected:
         temporary = root / "tmp";
         fs::create_directories(targets);
         fs::create_directories(temporary);
-        saved = kpxml::test::redirectTemporaryDirectory(temporary.string() + "/");
+        saved = kpxml::test::redirectTemporaryDirectory((temporary / "").string());
         target = (targets / "target.xml").string();
     }
     void TearDown() override {

@@ -103,11 +103,6 @@ bool createTemporaryFile(const std::string& directory, std::string& path, Native
     return false;
 }
 
-bool exists(const char* path) {
-    struct stat status {};
-    return ::stat(path, &status) == 0;
-}
-
 bool isReadOnly(const char* path) {
     struct stat status {};
     return ::lstat(path, &status) == 0 && isReadOnly(status);

@@ -13,6 +13,9 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 constexpr DWORD kBufferSize = static_cast<DWORD>(kMaxPathBuffer);
 // ReadFile and WriteFile take DWORD sizes; larger requests go in pieces of this size.
 constexpr std::size_t kMaxPiece = 1u << 30;
+// A target in use is tried this many times, this far apart.
+constexpr int kMoveAttempts = 20;
+constexpr DWORD kMoveRetryMilliseconds = 5;
 
 HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
 
@@ -40,8 +43,6 @@ bool createTemporaryFile(const std::string& directory, std::string& path, Native
     return true;
 }
 
-bool exists(const char* path) { return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
-
 bool isReadOnly(const char* path) {
     const DWORD attributes = ::GetFileAttributesA(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
@@ -50,8 +51,18 @@ bool isReadOnly(const char* path) {
 bool deleteFile(const char* path) { return ::DeleteFileA(path) != 0; }
 
 MoveResult moveReplacing(const char* from, const char* to) {
-    if (::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return MoveResult::moved;
-    return ::GetLastError() == ERROR_NOT_SAME_DEVICE ? MoveResult::otherDevice : MoveResult::failed;
+    // A file that is open cannot be replaced. Another save holds the target open for a moment
+    // (the move that just put it there), so a refusal is retried for a short while before the
+    // target counts as in use.
+    for (int attempt = 1;; ++attempt) {
+        if (::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return MoveResult::moved;
+        const DWORD error = ::GetLastError();
+        if (error == ERROR_NOT_SAME_DEVICE) return MoveResult::otherDevice;
+        if ((error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) || attempt == kMoveAttempts) {
+            return MoveResult::failed;
+        }
+        ::Sleep(kMoveRetryMilliseconds);
+    }
 }
 
 std::string directoryOf(const std::string& path) {
