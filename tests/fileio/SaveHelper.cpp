@@ -10,13 +10,14 @@
 
 namespace {
 
-// A document of about kilobytes KiB whose every line depends on letter.
+// A document of about kilobytes KiB whose every line depends on letter: one element per KiB, so
+// that building it costs little beside saving it.
 int makeDocument(char letter, long kilobytes) {
     const int tree = XML_Get_Tree(std::string(1, letter).c_str());
     const int root = XML_Create_Root_Tag(tree, "saved");
     XML_Set_Attribute(root, "document", std::string(1, letter).c_str());
-    const std::string text(80, letter);
-    for (long line = 0; line < kilobytes * 10; ++line) {
+    const std::string text(1000, letter);
+    for (long line = 0; line < kilobytes; ++line) {
         const int item = XML_Add_Child_Tag(root, "item");
         XML_Set_Attribute(item, "n", std::to_string(line).c_str());
         XML_Set_Text(item, (text + std::to_string(line)).c_str());

@@ -3,13 +3,14 @@
 #include "TestSupport.h"
 
 #include <fstream>
-#include <iterator>
 
 namespace kpxml::test {
 
 std::string readBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    std::ostringstream bytes;
+    if (in.peek() != std::ifstream::traits_type::eof()) bytes << in.rdbuf();  // an empty file sets failbit
+    return bytes.str();
 }
 
 void writeBytes(const std::string& path, const std::string& bytes) {
