@@ -27,7 +27,7 @@ public:
     TextFileBuffer(const TextFileBuffer&) = delete;
     TextFileBuffer& operator=(const TextFileBuffer&) = delete;
 
-    // Writes to file, which must be open for writing; the buffer owns it from now on.
+    // Writes to opened, a file open for writing, which the buffer owns from now on.
     void openForWrite(platform::NativeFile&& opened, bool text);
     // Opens path for reading. False on failure.
     bool openForRead(const char* path, bool text);
