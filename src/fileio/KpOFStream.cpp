@@ -1,5 +1,6 @@
 #include "fileio/KpOFStream.h"
 
+#include <exception>
 #include <utility>
 
 #include "fileio/TextFileBuffer.h"
@@ -21,7 +22,7 @@ std::unique_ptr<std::istream> openInput(const char* path) {
 
 }  // namespace
 
-KpOFStream::KpOFStream(const char* target, int mode) {
+KpOFStream::KpOFStream(const char* target, int mode) : exceptionsAtStart(std::uncaught_exceptions()) {
     const int streamMode = mode | modeOut;
     if (target == nullptr) return;
 
@@ -43,7 +44,17 @@ KpOFStream::KpOFStream(const char* target, int mode) {
     stream = std::move(opened);
 }
 
-KpOFStream::~KpOFStream() { commit(); }
+KpOFStream::~KpOFStream() {
+    if (std::uncaught_exceptions() <= exceptionsAtStart) {
+        commit();
+        return;
+    }
+    if (!stream) return;
+    // Unwinding out of a write: the document is incomplete, so the old target must stay.
+    static_cast<TextFileOStream&>(*stream).buffer().close();
+    stream.reset();
+    platform::deleteFile(temporaryPath.c_str());
+}
 
 bool KpOFStream::commit() {
     if (!stream) return false;

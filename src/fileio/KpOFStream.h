@@ -25,7 +25,9 @@ public:
     // bit and an existing target, the target's content is copied first so that output follows it.
     // On failure getStream() is null and both paths are empty.
     KpOFStream(const char* target, int mode);
-    // Commits, unless commit() has been called. Never throws.
+    // Commits, unless commit() has been called. When an exception that arose after construction
+    // is passing, the output is unfinished: the target keeps its content and the temporary file
+    // is removed instead. Never throws.
     ~KpOFStream();
 
     KpOFStream(const KpOFStream&) = delete;
@@ -50,6 +52,8 @@ private:
     std::string targetPath;
     std::string temporaryPath;
     std::unique_ptr<std::ostream> stream;
+    // Exceptions in flight when the output began; more at destruction means the writer was cut off.
+    int exceptionsAtStart;
 };
 
 // Opens path for reading in text mode (a carriage return before a line feed is dropped, a byte

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -93,6 +94,21 @@ TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFi
     const std::string kept = write(target, KpOFStream::modeOut, "new\nlines\n");
     EXPECT_EQ(readBytes(target), "old\r\n");
     EXPECT_EQ(readBytes(kept), "new\r\nlines\r\n");
+}
+
+TEST_F(SafeFileTest, WriterCutOffByAnExceptionKeepsTheOldTarget) {
+    store("old\r\n");
+    std::string temporary;
+    try {
+        KpOFStream out(target.c_str(), KpOFStream::modeOut);
+        ASSERT_NE(out.getStream(), nullptr);
+        temporary = out.getTemporaryPath();
+        *out.getStream() << "<doc>\n" << std::flush;
+        throw std::runtime_error("writer failed");
+    } catch (const std::runtime_error&) {
+    }
+    EXPECT_EQ(readBytes(target), "old\r\n");
+    EXPECT_FALSE(std::filesystem::exists(temporary));
 }
 
 TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
