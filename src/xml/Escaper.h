@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace kpxml {
@@ -15,16 +16,21 @@ namespace kpxml {
 // in the ANSI code page (the byte's own value when the code page cannot convert it alone).
 //
 // The replacement of every byte is worked out once, when the escaper is built, so escaping a text
-// is a table lookup per byte and one append per run of safe bytes.
+// is a table lookup per byte and one copy per run of safe bytes.
 class Escaper {
 public:
     explicit Escaper(const std::map<char, std::string>& escapeMap);
 
-    // Appends text, escaped, to out.
-    void append(std::string& out, const char* text, std::size_t size, bool allowEquals) const;
-    void append(std::string& out, const std::string& text, bool allowEquals) const {
-        append(out, text.data(), text.size(), allowEquals);
-    }
+    // The escaper for escapeMap: for the map every document starts with, one escaper built on
+    // first use and shared from then on; for any other map, one built into own and returned.
+    static const Escaper& forMap(const std::map<char, std::string>& escapeMap, std::optional<Escaper>& own);
+    // The map every document starts with: line feed, < > & " and ' to their entities.
+    static const std::map<char, std::string>& defaultMap();
+
+    // The most bytes that one byte of text can become.
+    std::size_t maxExpansion() const { return longestReplacement; }
+    // Writes text, escaped, at out, which has room for size * maxExpansion() bytes; returns the end.
+    char* write(char* out, const char* text, std::size_t size, bool allowEquals) const;
 
 private:
     // Bits of byteClass.
@@ -35,6 +41,7 @@ private:
     // The replacement of byte b is replacements[offsets[b], offsets[b + 1]).
     std::array<std::uint32_t, 257> offsets{};
     std::string replacements;
+    std::size_t longestReplacement = 1;
 };
 
 // The text with every "&quot;" replaced by one double quote. The search goes on after the inserted

@@ -1,9 +1,11 @@
 #include "kpxml/KpXmlTree.h"
 
+#include "xml/Escaper.h"
+
 KpXmlTree::KpXmlTree()
     : root(nullptr),
       currentNode(nullptr),
-      escapeMap{{'\n', "&#x000a;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'&', "&amp;"}, {'"', "&quot;"}, {'\'', "&apos;"}},
+      escapeMap(kpxml::Escaper::defaultMap()),
       // "quot" stays "&quot;" so that it cannot end a quoted attribute value; the tag tokenizer
       // turns it into a double quote once the value has been cut out.
       entityMap{{"x000a", "\n"}, {"lt", "<"}, {"gt", ">"}, {"amp", "&"}, {"quot", "&quot;"}, {"apos", "'"}},

@@ -2,8 +2,11 @@
 
 #include "kpxml/KpXmlTree.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -26,14 +29,49 @@ std::size_t countAncestors(const KpXmlData* node) {
     return depth;
 }
 
+// The bytes of one line as it is being built: appends copy into storage that grows only when a
+// line is longer than any before it.
+class LineBuffer {
+public:
+    // Where the next n bytes go; they count once commit is given their end.
+    char* room(std::size_t n) {
+        if (capacity - used < n) grow(n);
+        return storage.get() + used;
+    }
+    void commit(const char* end) { used = static_cast<std::size_t>(end - storage.get()); }
+    void append(const char* text, std::size_t size) {
+        std::memcpy(room(size), text, size);
+        used += size;
+    }
+    void append(const std::string& text) { append(text.data(), text.size()); }
+    void append(char c) {
+        *room(1) = c;
+        ++used;
+    }
+    const char* data() const { return storage.get(); }
+    std::size_t size() const { return used; }
+    void clear() { used = 0; }
+
+private:
+    void grow(std::size_t n) {
+        const std::size_t wanted = std::max(used + n, 2 * capacity);
+        std::unique_ptr<char[]> larger(new char[wanted]);
+        if (used != 0) std::memcpy(larger.get(), storage.get(), used);
+        storage = std::move(larger);
+        capacity = wanted;
+    }
+
+    std::unique_ptr<char[]> storage;
+    std::size_t used = 0;
+    std::size_t capacity = 0;
+};
+
 // The state of one call of putNode. Output is gathered line by line in one reused buffer; each
 // line goes to the stream with one write and is followed by a flush, as std::endl does.
 class NodeWriter {
 public:
     NodeWriter(std::ostream& stream, const std::string& indentUnit, const std::map<char, std::string>& entities)
-        : out(stream), indent(indentUnit), escapeMap(entities) {
-        line.reserve(256);
-    }
+        : out(stream), indent(indentUnit), escaper(kpxml::Escaper::forMap(entities, ownEscaper)) {}
 
     void write(const KpXmlData* top) {
         const std::size_t topDepth = indent.empty() ? 0 : countAncestors(top);
@@ -67,35 +105,40 @@ private:
     // children, when the element stays open; false when it was written completely.
     bool openElement(const KpXmlData* node, std::size_t depth) {
         appendIndent(depth);
-        line += '<';
-        line += node->getName();
+        line.append('<');
+        line.append(node->getName());
         for (const KpXmlAttributeData* attribute : node->getAttributes()) {
             if (attribute == nullptr) continue;
-            line += ' ';
-            escaper().append(line, attribute->getName(), false);
-            line += "=\"";
+            const std::string& attributeName = attribute->getName();
+            const std::string& value = attribute->getData();
+            char* at = line.room(4 + (attributeName.size() + value.size()) * escaper.maxExpansion());
+            *at++ = ' ';
+            at = escaper.write(at, attributeName.data(), attributeName.size(), false);
+            *at++ = '=';
+            *at++ = '"';
             if (attribute->getEntityFlag()) {
-                escaper().append(line, attribute->getData(), true);
+                at = escaper.write(at, value.data(), value.size(), true);
             } else {
-                line += attribute->getData();
+                at = std::copy(value.begin(), value.end(), at);
             }
-            line += '"';
+            *at++ = '"';
+            line.commit(at);
         }
         const std::string& text = node->getData();
         const bool hasChildren = !node->getChildren().empty();
         if (text.empty() && !hasChildren) {
-            line += " />";
+            line.append(" />", 3);
             endLine();
             return false;
         }
-        line += '>';
+        line.append('>');
         if (hasChildren) endLine();
         // The text stays in the line buffer: the first child's indentation and start tag follow it.
         if (!text.empty()) {
             if (node->getEntityFlag()) {
-                escaper().append(line, text, false);
+                line.commit(escaper.write(line.room(text.size() * escaper.maxExpansion()), text.data(), text.size(), false));
             } else {
-                line += text;
+                line.append(text);
             }
         }
         if (!hasChildren) {
@@ -107,9 +150,13 @@ private:
     }
 
     void closeElement(const KpXmlData& node) {
-        line += "</";
-        line += node.getName();
-        line += '>';
+        const std::string& name = node.getName();
+        char* at = line.room(name.size() + 4);
+        *at++ = '<';
+        *at++ = '/';
+        at = std::copy(name.begin(), name.end(), at);
+        *at++ = '>';
+        line.commit(at);
         endLine();
     }
 
@@ -118,27 +165,21 @@ private:
         if (indent.empty() || depth == 0) return;
         const std::size_t length = depth * indent.size();
         while (indentRun.size() < length) indentRun += indent;
-        line.append(indentRun, 0, length);
+        line.append(indentRun.data(), length);
     }
 
     void endLine() {
-        line += '\n';
+        line.append('\n');
         out.write(line.data(), static_cast<std::streamsize>(line.size()));
         out.flush();
         line.clear();
     }
 
-    // The escaper, built on first use, so that documents without escaped text do not pay for it.
-    const kpxml::Escaper& escaper() {
-        if (!escaperTable) escaperTable.emplace(escapeMap);
-        return *escaperTable;
-    }
-
     std::ostream& out;
     const std::string& indent;
-    const std::map<char, std::string>& escapeMap;
-    std::optional<kpxml::Escaper> escaperTable;
-    std::string line;
+    std::optional<kpxml::Escaper> ownEscaper;
+    const kpxml::Escaper& escaper;
+    LineBuffer line;
     std::string indentRun;
     std::vector<Frame> stack;
 };
