@@ -1,5 +1,6 @@
 #include "fileio/TextFileBuffer.h"
 
+#include <cstring>
 #include <utility>
 
 namespace kpxml {
@@ -129,28 +130,43 @@ bool TextFileBuffer::fill() {
             setg(data, data, data + size);
             return true;
         }
-        // Translated in place: the output never gets ahead of the input.
-        std::size_t out = 0;
-        for (std::size_t i = 0; i < size; ++i) {
-            const char c = data[i];
-            if (c == kEndOfText) {
-                inputEnded = true;
-                break;
-            }
-            if (c == kCarriageReturn) {
-                if (i + 1 == size) {
-                    heldReturn = true;  // whether a line feed follows shows in the next read
-                    break;
-                }
-                if (data[i + 1] == kLineFeed) continue;
-            }
-            data[out++] = c;
-        }
+        const std::size_t out = translateInput(data, size);
         setg(data, data, data + out);
         if (out > 0) return true;
         if (inputEnded) return false;
         // Only a carriage return came: read on.
     }
+}
+
+// Works through whole runs between carriage returns (found with memchr) rather than byte by byte;
+// the output never gets ahead of the input, so the text moves within the buffer.
+std::size_t TextFileBuffer::translateInput(char* data, std::size_t size) {
+    if (const void* endOfText = std::memchr(data, kEndOfText, size)) {
+        size = static_cast<std::size_t>(static_cast<const char*>(endOfText) - data);
+        inputEnded = true;
+    }
+    std::size_t out = 0;
+    std::size_t runStart = 0;  // the first byte not yet moved to out
+    for (std::size_t i = 0;; ++i) {
+        const void* found = std::memchr(data + i, kCarriageReturn, size - i);
+        if (found == nullptr) break;
+        i = static_cast<std::size_t>(static_cast<const char*>(found) - data);
+        if (i + 1 == size) {
+            // Whether a line feed follows shows in the next read, unless the input ends here.
+            if (!inputEnded) {
+                heldReturn = true;
+                size = i;
+            }
+            break;
+        }
+        if (data[i + 1] == kLineFeed) {
+            std::memmove(data + out, data + runStart, i - runStart);
+            out += i - runStart;
+            runStart = i + 1;
+        }
+    }
+    std::memmove(data + out, data + runStart, size - runStart);
+    return out + (size - runStart);
 }
 
 TextFileBuffer::pos_type TextFileBuffer::seekoff(off_type offset, std::ios_base::seekdir way,

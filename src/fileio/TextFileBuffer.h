@@ -57,6 +57,10 @@ private:
     bool writeBuffered();
     // Reads and translates bytes into the get area; false at the end of the input or on an error.
     bool fill();
+    // Translates size bytes just read into data in text mode, in place: a carriage return before
+    // a line feed is dropped, a byte 0x1A ends the input, and a carriage return at the end is
+    // held back. Returns the number of bytes kept.
+    std::size_t translateInput(char* data, std::size_t size);
     void reset();
 
     platform::NativeFile file;
