@@ -63,20 +63,25 @@ struct SharedStore {
     std::vector<void*> blocks;
 };
 
-// A thread's own free slots. Plain data: a thread that ends leaves at most two batches behind.
+// A thread's own free slots: the list it takes from and gives to, and at most one full batch in
+// reserve, so that slots move to and from the shared store a whole batch at a time without walking
+// a list. Plain data: a thread that ends leaves at most two batches behind.
 struct ThreadCache {
     FreeSlot* head;
-    std::size_t count;
+    std::size_t count;  // slots in the list at head
+    FreeSlot* spare;    // a list of batchSize slots, or null
 };
 
-constexpr std::size_t roundUp(std::size_t size) {
-    constexpr std::size_t alignment = alignof(std::max_align_t);
-    return (size + alignment - 1) / alignment * alignment;
+// Slots are as large as the object rounded up to its own alignment (not to the largest one), so
+// that no byte of a slot is wasted.
+template <typename T>
+constexpr std::size_t slotSizeOf() {
+    return (sizeof(T) + alignof(T) - 1) / alignof(T) * alignof(T);
 }
 
 // The pools; index 0 holds nodes, 1 attributes.
 constexpr std::size_t poolCount = 2;
-ObjectPool pools[poolCount] = {ObjectPool(roundUp(sizeof(KpXmlData))), ObjectPool(roundUp(sizeof(KpXmlAttributeData)))};
+ObjectPool pools[poolCount] = {ObjectPool(slotSizeOf<KpXmlData>()), ObjectPool(slotSizeOf<KpXmlAttributeData>())};
 thread_local ThreadCache threadCaches[poolCount];
 
 SharedStore& sharedStore(const ObjectPool& pool) {
@@ -115,14 +120,8 @@ FreeSlot* takeBatch(const ObjectPool& pool) {
     return head;
 }
 
-// Hands the first batchSize slots of the thread's list to the shared store.
-void giveBatch(const ObjectPool& pool, ThreadCache& cache) noexcept {
-    FreeSlot* batch = cache.head;
-    FreeSlot* last = batch;
-    for (std::size_t i = 1; i < batchSize; ++i) last = nextOf(last, pool.slotSize);
-    cache.head = nextOf(last, pool.slotSize);
-    link(last, nullptr, pool.slotSize);
-    cache.count -= batchSize;
+// Hands a full batch to the shared store.
+void giveBatch(const ObjectPool& pool, FreeSlot* batch) noexcept {
     SharedStore& store = sharedStore(pool);
     try {
         const std::lock_guard<std::mutex> lock(store.mutex);
@@ -138,7 +137,12 @@ void* ObjectPool::allocate(std::size_t size) {
     if (size > slotSize) return ::operator new(size);
     ThreadCache& cache = threadCache(*this);
     if (cache.head == nullptr) {
-        cache.head = takeBatch(*this);
+        if (cache.spare != nullptr) {
+            cache.head = cache.spare;
+            cache.spare = nullptr;
+        } else {
+            cache.head = takeBatch(*this);
+        }
         cache.count = batchSize;
     }
     FreeSlot* slot = cache.head;
@@ -155,10 +159,17 @@ void ObjectPool::release(void* object, std::size_t size) noexcept {
         return;
     }
     ThreadCache& cache = threadCache(*this);
+    if (cache.count == batchSize) {
+        // The list is a full batch: it becomes the spare, and a spare already held goes to the store.
+        if (cache.spare != nullptr) giveBatch(*this, cache.spare);
+        cache.spare = cache.head;
+        cache.head = nullptr;
+        cache.count = 0;
+    }
     auto* slot = static_cast<FreeSlot*>(object);
     link(slot, cache.head, slotSize);
     cache.head = slot;
-    if (++cache.count >= 2 * batchSize) giveBatch(*this, cache);
+    ++cache.count;
 }
 
 std::size_t ObjectPool::bytesReserved() const {
@@ -171,7 +182,9 @@ std::size_t ObjectPool::bytesInUse() const {
     SharedStore& store = sharedStore(*this);
     const std::lock_guard<std::mutex> lock(store.mutex);
     const std::size_t slots = store.blocks.size() * batchSize;
-    const std::size_t freeSlots = store.batches.size() * batchSize + threadCache(*this).count;
+    const ThreadCache& cache = threadCache(*this);
+    const std::size_t freeSlots =
+        store.batches.size() * batchSize + cache.count + (cache.spare != nullptr ? batchSize : 0);
     return (slots - freeSlots) * slotSize;
 }
 
