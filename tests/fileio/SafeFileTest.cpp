@@ -130,7 +130,7 @@ TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
     const std::string filler(TextFileBuffer::kBufferSize - 1, 'x');  // a carriage return ends a buffer
     const std::string cases[][2] = {{std::string("a\r\nb\rc\x1A" "d", 8), "a\nb\rc"}, {"\r", "\r"},
                                     {"\r\r\n\x1A\r", "\r\n"}, {filler + "\r\ny", filler + "\ny"},
-                                    {filler + "\ry\r", filler + "\ry\r"}};
+                                    {filler + "\ry\r", filler + "\ry\r"}, {"a\r\x1A\n", "a\r"}};
     for (const auto& [stored, read] : cases) {
         store(stored);
         const std::unique_ptr<std::istream> in = openIFStream(target.c_str());
