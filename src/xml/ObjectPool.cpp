@@ -95,7 +95,7 @@ ThreadCache& threadCache(const ObjectPool& pool) {
 }
 
 // A batch from the shared store, or a new block's worth of slots.
-FreeSlot* takeBatch(const ObjectPool& pool) {
+[[gnu::noinline]] FreeSlot* takeBatch(const ObjectPool& pool) {
     SharedStore& store = sharedStore(pool);
     {
         const std::lock_guard<std::mutex> lock(store.mutex);
@@ -121,7 +121,7 @@ FreeSlot* takeBatch(const ObjectPool& pool) {
 }
 
 // Hands a full batch to the shared store.
-void giveBatch(const ObjectPool& pool, FreeSlot* batch) noexcept {
+[[gnu::noinline]] void giveBatch(const ObjectPool& pool, FreeSlot* batch) noexcept {
     SharedStore& store = sharedStore(pool);
     try {
         const std::lock_guard<std::mutex> lock(store.mutex);
