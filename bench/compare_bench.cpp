@@ -476,7 +476,7 @@ std::string machine() {
     utsname system{};
     uname(&system);
     return model + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " cores, " + system.sysname + " " +
-           system.release + ", pugixml " + std::to_string(PUGIXML_VERSION) + ", tinyxml2 " +
+           system.release + ", pugixml " + std::to_string(PUGIXML_VERSION / 1000) + "." + std::to_string(PUGIXML_VERSION % 1000 / 10) + ", tinyxml2 " +
            std::to_string(TIXML2_MAJOR_VERSION) + "." + std::to_string(TIXML2_MINOR_VERSION) + ", libxml2 " +
            LIBXML_DOTTED_VERSION;
 }
