@@ -11,7 +11,9 @@
      return 0 or 0.0 for an unknown handle, and void functions then do nothing. The handle of an
      element whose node no longer exists answers as unknown.
    Copies into caller buffers never truncate: a text that does not fit leaves the buffer empty and
-   calls the invalid-parameter handler (see KpXml_SetInvalidParameterHandler). */
+   calls the invalid-parameter handler (see KpXml_SetInvalidParameterHandler).
+   Every function may be called from several threads at once: the calls take turns, each one
+   whole, so the global document and a handle's element are shared by all threads. */
 
 #include <stddef.h>
 
@@ -20,7 +22,10 @@ extern "C" {
 #endif
 
 /* Called when a caller's buffer is too small for a copy, or a real cannot be printed with the
-   caller's format. The default handler ends the process with abort(). */
+   caller's format. The default handler ends the process with abort(). It runs on the calling
+   thread while the XML_ function that raised it still holds its turn: other threads' XML_ calls
+   wait for it, and it may call XML_ functions itself, but none that deletes or replaces the
+   document or element that the interrupted call works on. */
 typedef void (*KpXmlInvalidParameterHandler)(void);
 
 /* Installs handler (NULL: the default) and returns the previous one (never NULL). */

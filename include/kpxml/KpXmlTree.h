@@ -9,7 +9,8 @@
 #include "kpxml/KpXmlExport.h"
 
 // A document: it owns its root element, keeps a movable current node for editing, reads itself
-// from a stream and writes itself as indented XML text.
+// from a stream and writes itself as indented XML text. One thread at a time may use a document
+// and its nodes; other documents may be used on other threads meanwhile.
 class KPXML_API KpXmlTree {
 public:
     // An empty document: no root, no current node.

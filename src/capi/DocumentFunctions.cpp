@@ -7,6 +7,7 @@
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
 
+using kpxml::capi::CallLock;
 using kpxml::capi::state;
 
 namespace {
@@ -24,6 +25,7 @@ bool readInto(KpXmlTree& document, const char* path) {
 extern "C" {
 
 KPXML_API int XML_Open(const char* tagName) {
+    const CallLock lock;
     if (tagName == nullptr) return 0;
     std::unique_ptr<KpXmlTree>& document = state().globalDocument;
     if (!document) document = std::make_unique<KpXmlTree>();
@@ -32,6 +34,7 @@ KPXML_API int XML_Open(const char* tagName) {
 }
 
 KPXML_API int XML_Close(void) {
+    const CallLock lock;
     KpXmlTree* document = state().globalDocument.get();
     if (document == nullptr) return 0;
     document->close();
@@ -39,11 +42,13 @@ KPXML_API int XML_Close(void) {
 }
 
 KPXML_API int XML_Stop(void) {
+    const CallLock lock;
     std::unique_ptr<KpXmlTree> document = std::move(state().globalDocument);
     return 1;
 }
 
 KPXML_API int XML_ReadFile(const char* path) {
+    const CallLock lock;
     if (path == nullptr) return 0;
     // The old document goes before the file is looked at: a failed read leaves an empty one.
     state().globalDocument = std::make_unique<KpXmlTree>();
@@ -51,26 +56,31 @@ KPXML_API int XML_ReadFile(const char* path) {
 }
 
 KPXML_API int XML_WriteFile(const char* path) {
+    const CallLock lock;
     const KpXmlTree* document = state().globalDocument.get();
     if (document == nullptr || path == nullptr) return 0;
     return document->writeFile(path, true) ? 1 : 0;
 }
 
 KPXML_API int XML_Get_Tree(const char* name) {
+    const CallLock lock;
     return state().trees.handleOf(name != nullptr ? name : "");
 }
 
 KPXML_API void XML_Read_Tree(int tree, const char* path) {
+    const CallLock lock;
     KpXmlTree* document = state().trees.find(tree);
     if (document != nullptr && path != nullptr) readInto(*document, path);
 }
 
 KPXML_API void XML_Write_Tree(int tree, const char* path) {
+    const CallLock lock;
     const KpXmlTree* document = state().trees.find(tree);
     if (document != nullptr && path != nullptr) document->writeFile(path, true);
 }
 
 KPXML_API void XML_Delete_Tree(int tree) {
+    const CallLock lock;
     state().trees.remove(tree);
 }
 

@@ -5,17 +5,11 @@
 namespace kpxml::capi {
 
 KpXmlData* TagRegistry::find(int handle) const {
-    const std::lock_guard<std::mutex> lock(mutex);
     if (handle <= 0 || static_cast<std::size_t>(handle) > nodes.size()) return nullptr;
     return nodes[static_cast<std::size_t>(handle) - 1];
 }
 
 int TagRegistry::add(KpXmlData* node) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return addLocked(node);
-}
-
-int TagRegistry::addLocked(KpXmlData* node) {
     nodes.push_back(node);
     const int handle = static_cast<int>(nodes.size());
     // An existing, lower handle of the same node stays its handle.
@@ -25,14 +19,11 @@ int TagRegistry::addLocked(KpXmlData* node) {
 
 int TagRegistry::handleOf(KpXmlData* node) {
     if (node == nullptr) return -1;
-    const std::lock_guard<std::mutex> lock(mutex);
     const auto found = handles.find(node);
-    return found != handles.end() ? found->second : addLocked(node);
+    return found != handles.end() ? found->second : add(node);
 }
 
 void TagRegistry::forget(const KpXmlData* node) {
-    if (liveCount.load(std::memory_order_relaxed) == 0) return;
-    const std::lock_guard<std::mutex> lock(mutex);
     const auto found = handles.find(node);
     if (found == handles.end()) return;
     nodes[static_cast<std::size_t>(found->second) - 1] = nullptr;
@@ -74,10 +65,9 @@ KpXmlData* ChildNameIndex::findChild(const KpXmlData& parent, const std::string&
     constexpr std::size_t indexedSize = 64;  // smaller child lists are simply scanned
     const std::uint64_t now = childListVersion();
     if (&parent != lastParent || now != version) {
+        clear();
         lastParent = &parent;
         version = now;
-        built = false;
-        firstByName.clear();
         return parent.findChild(name);
     }
     const std::vector<KpXmlData*>& children = parent.getChildren();
@@ -92,10 +82,34 @@ KpXmlData* ChildNameIndex::findChild(const KpXmlData& parent, const std::string&
     return found != firstByName.end() ? found->second : nullptr;
 }
 
+void ChildNameIndex::forget(const KpXmlData* node) {
+    if (node == lastParent) {
+        clear();
+        return;
+    }
+    if (!built) return;
+    // The node's name is still intact: its destruction has only just begun.
+    const auto found = firstByName.find(node->getName());
+    if (found != firstByName.end() && found->second == node) clear();
+}
+
+void ChildNameIndex::clear() {
+    lastParent = nullptr;
+    built = false;
+    firstByName.clear();
+}
+
 namespace {
 
+// Runs on whichever thread destroys a node: inside a C function (which holds the call lock
+// already), or in C++ code on any thread. Nothing to do while no node has a handle: then no
+// search has left an index behind either, as an indexed parent keeps its handle while it lives.
 void forgetDestroyedNode(const KpXmlData* node) {
-    state().tags.forget(node);
+    ApiState& api = state();
+    if (!api.tags.tracksNodes()) return;
+    const CallLock lock;
+    api.tags.forget(node);
+    api.childNames.forget(node);
 }
 
 }  // namespace

@@ -18,7 +18,6 @@ namespace kpxml::capi {
 
 // Element handles: 1, 2, 3 ... in the order nodes are registered, never reused. A handle whose
 // node was destroyed stays registered but answers as unknown, and never matches a node again.
-// Guarded by a mutex: nodes may be destroyed on any thread, also while the C interface is in use.
 class TagRegistry {
 public:
     // The live node of handle, or null for an unknown or dead handle.
@@ -29,14 +28,14 @@ public:
     int handleOf(KpXmlData* node);
     // Marks node's handle as unknown from now on.
     void forget(const KpXmlData* node);
+    // True while some node has a live handle. Safe without the call lock: the node-destroyed
+    // hook asks first, so that destroying nodes takes no lock while there is nothing to forget.
+    bool tracksNodes() const { return liveCount.load(std::memory_order_relaxed) != 0; }
 
 private:
-    int addLocked(KpXmlData* node);
-
-    mutable std::mutex mutex;
-    std::atomic<std::size_t> liveCount{0};  // read without the lock: no handles, nothing to forget
     std::vector<KpXmlData*> nodes;  // the node of handle h at h - 1; null once deleted
     std::unordered_map<const KpXmlData*, int> handles;
+    std::atomic<std::size_t> liveCount{0};  // handles.size()
 };
 
 // Documents by handle and by name. A new handle is the entry count plus one; after a deletion
@@ -63,12 +62,16 @@ private:
 // Finds a parent's first child of a name. Searching one parent again and again (as when its
 // children are enumerated by name) takes constant time per search: the second search in a row of
 // a large parent indexes its children by name, and the index lasts while no child list or name
-// changes anywhere.
+// changes anywhere and neither the parent nor an indexed child is destroyed.
 class ChildNameIndex {
 public:
     KpXmlData* findChild(const KpXmlData& parent, const std::string& name);
+    // Drops the index when it refers to node, which is being destroyed.
+    void forget(const KpXmlData* node);
 
 private:
+    void clear();
+
     const KpXmlData* lastParent = nullptr;
     std::uint64_t version = 0;
     bool built = false;
@@ -82,6 +85,11 @@ struct ApiState {
     ApiState(const ApiState&) = delete;
     ApiState& operator=(const ApiState&) = delete;
 
+    // Held through every C function, so that callers on several threads take turns. Recursive:
+    // nodes destroyed inside a call report back through the node-destroyed hook, which takes it
+    // too (it must, when another thread destroys nodes of its own trees), and the
+    // invalid-parameter handler may call C functions.
+    std::recursive_mutex callMutex;
     std::unique_ptr<KpXmlTree> globalDocument;
     TagRegistry tags;
     ChildNameIndex childNames;
@@ -89,6 +97,15 @@ struct ApiState {
 };
 
 ApiState& state();
+
+// Taken first by every C function, for the whole call: see ApiState::callMutex.
+class CallLock {
+public:
+    CallLock() : lock(state().callMutex) {}
+
+private:
+    std::lock_guard<std::recursive_mutex> lock;
+};
 
 // The live element of a tag handle, or null.
 inline KpXmlData* element(int tag) {

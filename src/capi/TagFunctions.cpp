@@ -7,6 +7,7 @@
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
 
+using kpxml::capi::CallLock;
 using kpxml::capi::element;
 using kpxml::capi::state;
 
@@ -22,6 +23,7 @@ int handleOfFound(KpXmlData* found) {
 extern "C" {
 
 KPXML_API int XML_Create_Root_Tag(int tree, const char* name) {
+    const CallLock lock;
     KpXmlTree* document = state().trees.find(tree);
     if (document == nullptr || name == nullptr) return -1;
     auto* root = new KpXmlData(name);
@@ -30,18 +32,21 @@ KPXML_API int XML_Create_Root_Tag(int tree, const char* name) {
 }
 
 KPXML_API int XML_Get_Root_Tag(int tree) {
+    const CallLock lock;
     const KpXmlTree* document = state().trees.find(tree);
     if (document == nullptr) return -1;
     return handleOfFound(document->getRoot());
 }
 
 KPXML_API int XML_Add_Child_Tag(int parent, const char* name) {
+    const CallLock lock;
     KpXmlData* node = element(parent);
     if (node == nullptr || name == nullptr) return -1;
     return state().tags.add(node->createChild(name));
 }
 
 KPXML_API int XML_Find_Child_Tag(int parent, const char* name) {
+    const CallLock lock;
     const KpXmlData* node = element(parent);
     if (node == nullptr || name == nullptr) return -1;
     return handleOfFound(state().childNames.findChild(*node, name));
@@ -49,12 +54,14 @@ KPXML_API int XML_Find_Child_Tag(int parent, const char* name) {
 
 KPXML_API int XML_Find_Child_To_Attribute(int parent, const char* childName, const char* attrName,
                                           const char* attrValue) {
+    const CallLock lock;
     const KpXmlData* node = element(parent);
     if (node == nullptr || childName == nullptr || attrName == nullptr || attrValue == nullptr) return -1;
     return handleOfFound(node->findChildToAttribute(childName, attrName, std::string(attrValue)));
 }
 
 KPXML_API int XML_Find_Child_To_Int_Attribute(int parent, const char* childName, const char* attrName, int value) {
+    const CallLock lock;
     const KpXmlData* node = element(parent);
     if (node == nullptr || childName == nullptr || attrName == nullptr) return -1;
     return handleOfFound(node->findChildToAttribute(childName, attrName, value));
@@ -62,21 +69,21 @@ KPXML_API int XML_Find_Child_To_Int_Attribute(int parent, const char* childName,
 
 KPXML_API int XML_Find_Child_To_Real_Attribute(int parent, const char* childName, const char* attrName, double value,
                                                double tolerance) {
+    const CallLock lock;
     const KpXmlData* node = element(parent);
     if (node == nullptr || childName == nullptr || attrName == nullptr) return -1;
     return handleOfFound(node->findChildToAttribute(childName, attrName, value, tolerance));
 }
 
 KPXML_API void XML_Delete_Child_Tag(int parent, const char* name) {
+    const CallLock lock;
     KpXmlData* node = element(parent);
     if (node == nullptr || name == nullptr) return;
-    const KpXmlData* child = node->findChild(name);
-    if (child == nullptr) return;
-    state().tags.forget(child);
-    node->remove(name);  // the handles of its descendants become unknown as they are destroyed
+    node->remove(name);  // the handles of the child and its subtree become unknown as they are destroyed
 }
 
 KPXML_API void XML_Get_Children(int parent, int* handles, int capacity) {
+    const CallLock lock;
     if (handles == nullptr || capacity <= 0) return;
     std::fill(handles, handles + capacity, 0);
     const KpXmlData* node = element(parent);
@@ -87,11 +94,13 @@ KPXML_API void XML_Get_Children(int parent, int* handles, int capacity) {
 }
 
 KPXML_API int XML_Get_Number_Of_Children(int parent) {
+    const CallLock lock;
     const KpXmlData* node = element(parent);
     return node != nullptr ? static_cast<int>(node->getChildren().size()) : 0;
 }
 
 KPXML_API void XML_Get_Tag_Name(int tag, char* buffer, size_t bufferSize, int* length) {
+    const CallLock lock;
     const KpXmlData* node = element(tag);
     kpxml::capi::copyBounded(buffer, bufferSize, node != nullptr ? node->getName().c_str() : "");
     if (length != nullptr) *length = kpxml::capi::lengthInBuffer(buffer, bufferSize);

@@ -10,6 +10,7 @@
 #include "kpxml/KpXmlExport.h"
 #include "xml/TextConvert.h"
 
+using kpxml::capi::CallLock;
 using kpxml::capi::element;
 using kpxml::capi::state;
 
@@ -53,6 +54,7 @@ extern "C" {
 // ---- The current node of the global document ----------------------------------------------
 
 KPXML_API int XML_GetInt(int* value) {
+    const CallLock lock;
     const KpXmlData* node = currentNode();
     if (value == nullptr || node == nullptr) return 0;
     extract(node->getData(), *value);
@@ -60,6 +62,7 @@ KPXML_API int XML_GetInt(int* value) {
 }
 
 KPXML_API int XML_GetReal(double* value) {
+    const CallLock lock;
     const KpXmlData* node = currentNode();
     if (value == nullptr || node == nullptr) return 0;
     extract(node->getData(), *value);
@@ -67,6 +70,7 @@ KPXML_API int XML_GetReal(double* value) {
 }
 
 KPXML_API int XML_GetText(char* buffer, size_t bufferSize, int* length) {
+    const CallLock lock;
     const KpXmlData* node = currentNode();
     if (buffer == nullptr || node == nullptr) return 0;
     kpxml::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
@@ -75,18 +79,21 @@ KPXML_API int XML_GetText(char* buffer, size_t bufferSize, int* length) {
 }
 
 KPXML_API int XML_SetInt(int value) {
+    const CallLock lock;
     if (globalDocument() == nullptr) return 0;
     if (KpXmlData* node = currentNode()) node->setData(value);
     return 1;
 }
 
 KPXML_API int XML_SetReal(double value) {
+    const CallLock lock;
     if (globalDocument() == nullptr) return 0;
     if (KpXmlData* node = currentNode()) node->setData(value);
     return 1;
 }
 
 KPXML_API int XML_SetRealFormat(double value, const char* format) {
+    const CallLock lock;
     KpXmlTree* document = globalDocument();
     if (document == nullptr) return 0;
     document->setValue(value, format);  // a null format raises the invalid-parameter handler
@@ -94,12 +101,14 @@ KPXML_API int XML_SetRealFormat(double value, const char* format) {
 }
 
 KPXML_API int XML_SetText(const char* text) {
+    const CallLock lock;
     if (text == nullptr || globalDocument() == nullptr) return 0;
     if (KpXmlData* node = currentNode()) node->setData(std::string(text));
     return 1;
 }
 
 KPXML_API int XML_GetAttributeInt(const char* name, int* value) {
+    const CallLock lock;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
     if (value == nullptr || attribute == nullptr) return 0;
     *value = attribute->getInteger();
@@ -107,6 +116,7 @@ KPXML_API int XML_GetAttributeInt(const char* name, int* value) {
 }
 
 KPXML_API int XML_GetAttributeReal(const char* name, double* value) {
+    const CallLock lock;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
     if (value == nullptr || attribute == nullptr) return 0;
     *value = attribute->getDouble();
@@ -114,6 +124,7 @@ KPXML_API int XML_GetAttributeReal(const char* name, double* value) {
 }
 
 KPXML_API int XML_GetAttributeText(const char* name, char* buffer, size_t bufferSize, int* length) {
+    const CallLock lock;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
     if (buffer == nullptr || attribute == nullptr) return 0;
     kpxml::capi::copyBounded(buffer, bufferSize, attribute->getChar());
@@ -122,12 +133,14 @@ KPXML_API int XML_GetAttributeText(const char* name, char* buffer, size_t buffer
 }
 
 KPXML_API int XML_SetAttributeInt(const char* name, int value) {
+    const CallLock lock;
     if (name == nullptr || globalDocument() == nullptr) return 0;
     if (KpXmlData* node = currentNode()) node->setAttribute(name, value, true);
     return 1;
 }
 
 KPXML_API int XML_SetAttributeReal(const char* name, double value) {
+    const CallLock lock;
     KpXmlTree* document = globalDocument();
     if (name == nullptr || document == nullptr) return 0;
     document->setAttribute(name, value);
@@ -135,6 +148,7 @@ KPXML_API int XML_SetAttributeReal(const char* name, double value) {
 }
 
 KPXML_API int XML_SetAttributeRealFormat(const char* name, double value, const char* format) {
+    const CallLock lock;
     KpXmlTree* document = globalDocument();
     if (name == nullptr || format == nullptr || document == nullptr) return 0;
     document->setAttribute(name, value, format);
@@ -142,12 +156,14 @@ KPXML_API int XML_SetAttributeRealFormat(const char* name, double value, const c
 }
 
 KPXML_API int XML_SetAttributeText(const char* name, const char* text) {
+    const CallLock lock;
     if (name == nullptr || text == nullptr || globalDocument() == nullptr) return 0;
     if (KpXmlData* node = currentNode()) node->setAttribute(name, std::string(text), true);
     return 1;
 }
 
 KPXML_API int XML_AddTextLine(const char* line) {
+    const CallLock lock;
     KpXmlData* node = currentNode();
     if (line == nullptr || node == nullptr) return 0;
     node->setData(withLine(node->getData(), line));
@@ -155,6 +171,7 @@ KPXML_API int XML_AddTextLine(const char* line) {
 }
 
 KPXML_API int XML_AddAttributeTextLine(const char* name, const char* line) {
+    const CallLock lock;
     KpXmlData* node = currentNode();
     if (name == nullptr || line == nullptr || node == nullptr) return 0;
     node->setAttribute(name, withLine(node->getAttributeString(name), line), true);
@@ -164,16 +181,19 @@ KPXML_API int XML_AddAttributeTextLine(const char* name, const char* line) {
 // ---- Elements by handle ----------------------------------------------------------------------
 
 KPXML_API int XML_Get_Int(int tag) {
+    const CallLock lock;
     const KpXmlData* node = element(tag);
     return node != nullptr ? kpxml::atoi(node->getData()) : 0;
 }
 
 KPXML_API double XML_Get_Real(int tag) {
+    const CallLock lock;
     const KpXmlData* node = element(tag);
     return node != nullptr ? kpxml::atof(node->getData()) : 0.0;
 }
 
 KPXML_API int XML_Get_Text(int tag, char* buffer, size_t bufferSize, int* length) {
+    const CallLock lock;
     const KpXmlData* node = element(tag);
     if (node == nullptr) return 0;
     kpxml::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
@@ -182,24 +202,29 @@ KPXML_API int XML_Get_Text(int tag, char* buffer, size_t bufferSize, int* length
 }
 
 KPXML_API void XML_Set_Int(int tag, int value) {
+    const CallLock lock;
     if (KpXmlData* node = element(tag)) node->setData(value);
 }
 
 KPXML_API void XML_Set_Real(int tag, double value) {
+    const CallLock lock;
     if (KpXmlData* node = element(tag)) node->setData(value);
 }
 
 KPXML_API void XML_Set_Real_Format(int tag, double value, const char* format) {
+    const CallLock lock;
     // A null format raises the invalid-parameter handler and stores the empty text.
     if (KpXmlData* node = element(tag)) node->setData(value, format);
 }
 
 KPXML_API void XML_Set_Text(int tag, const char* text) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && text != nullptr) node->setData(std::string(text));
 }
 
 KPXML_API void XML_Get_Attribute(int tag, const char* name, char* buffer, size_t bufferSize, int* length) {
+    const CallLock lock;
     if (buffer != nullptr && bufferSize != 0) buffer[0] = '\0';
     if (length != nullptr) *length = 0;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
@@ -209,42 +234,50 @@ KPXML_API void XML_Get_Attribute(int tag, const char* name, char* buffer, size_t
 }
 
 KPXML_API int XML_Get_Attribute_Int(int tag, const char* name) {
+    const CallLock lock;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
     return attribute != nullptr ? attribute->getInteger() : 0;
 }
 
 KPXML_API double XML_Get_Attribute_Real(int tag, const char* name) {
+    const CallLock lock;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
     return attribute != nullptr ? attribute->getDouble() : 0.0;
 }
 
 KPXML_API void XML_Set_Attribute(int tag, const char* name, const char* text) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && name != nullptr && text != nullptr) node->setAttribute(name, std::string(text), true);
 }
 
 KPXML_API void XML_Set_Attribute_Int(int tag, const char* name, int value) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && name != nullptr) node->setAttribute(name, value, true);
 }
 
 KPXML_API void XML_Set_Attribute_Real(int tag, const char* name, double value) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && name != nullptr) node->setAttribute(name, value);
 }
 
 KPXML_API void XML_Set_Attribute_Real_Format(int tag, const char* name, double value, const char* format) {
+    const CallLock lock;
     // A null format raises the invalid-parameter handler and stores the empty text.
     KpXmlData* node = element(tag);
     if (node != nullptr && name != nullptr) node->setAttribute(name, value, format);
 }
 
 KPXML_API void XML_Add_Text_Line(int tag, const char* line) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && line != nullptr) node->setData(withLine(node->getData(), line));
 }
 
 KPXML_API void XML_Add_Attribute_Textline(int tag, const char* name, const char* line) {
+    const CallLock lock;
     KpXmlData* node = element(tag);
     if (node != nullptr && name != nullptr && line != nullptr) {
         node->setAttribute(name, withLine(node->getAttributeString(name), line), true);
