@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Builds KpXml and runs every test in every build: Linux, Linux under AddressSanitizer and
-# UndefinedBehaviorSanitizer, and Windows x64 (mingw-w64) under Wine. Installs what is missing.
-# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize windows)
+# UndefinedBehaviorSanitizer, Linux under ThreadSanitizer, and Windows x64 (mingw-w64) under Wine.
+# Installs what is missing.
+# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize tsan windows)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize windows)
+[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize tsan windows)
 
 deps=()
 for preset in "${presets[@]}"; do [ "$preset" = windows ] && deps=(--windows); done
