@@ -17,6 +17,11 @@ if [[ " ${presets[*]} " == *" windows "* ]]; then
   export HOME="${HOME:-/root}"
   # Create the Wine prefix once, before parallel test discovery would race to create it.
   WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" "$(command -v wine64 || echo /usr/lib/wine/wine64)" wineboot --init >/dev/null 2>&1 || true
+  # Keep one Wine server for the whole run: one that exits between two test programs can drop a
+  # program that is just connecting ("recvmsg: Connection reset by peer").
+  wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
+  "$wineserver" -p >/dev/null 2>&1 || true
+  trap '"$wineserver" -k >/dev/null 2>&1 || true' EXIT
 fi
 
 jobs=$(nproc)
