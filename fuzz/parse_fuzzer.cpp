@@ -2,8 +2,8 @@
 // written text parses again. (The written text need not reproduce the tree: element names are
 // written unescaped, so a name that holds markup reads back differently.)
 //
-//   CC=clang CXX=clang++ cmake -B build/fuzz -DKPXML_BUILD_FUZZERS=ON -DKPXML_BUILD_TESTS=OFF
-//   cmake --build build/fuzz --target kpxml_parse_fuzzer && build/fuzz/bin/kpxml_parse_fuzzer -max_total_time=60
+//   cmake --preset fuzz && cmake --build --preset fuzz -j2
+//   tools/run-fuzzer.sh build/fuzz/bin/kpxml_parse_fuzzer fuzz/corpus/parse fuzz/xml.dict 60
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -3,9 +3,8 @@
 // input byte sets the size of the pieces in which the stream hands out the rest (1 to 256 bytes,
 // or all at once for 255), so that tags straddle what the parser reads at a time.
 //
-//   CC=clang CXX=clang++ cmake -B build/fuzz -DKPXML_BUILD_FUZZERS=ON -DKPXML_BUILD_TESTS=OFF
-//   cmake --build build/fuzz --target kpxml_path_fuzzer
-//   build/fuzz/bin/kpxml_path_fuzzer fuzz/corpus/path_fuzzer -max_total_time=60
+//   cmake --preset fuzz && cmake --build --preset fuzz -j2
+//   tools/run-fuzzer.sh build/fuzz/bin/kpxml_path_fuzzer fuzz/corpus/path fuzz/xml.dict 60
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

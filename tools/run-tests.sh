@@ -1,16 +1,22 @@
 #!/usr/bin/env bash
 # Builds KpXml and runs every test in every build: Linux, Linux under AddressSanitizer and
-# UndefinedBehaviorSanitizer, Linux under ThreadSanitizer, and Windows x64 (mingw-w64) under Wine.
-# Installs what is missing.
-# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize tsan windows)
+# UndefinedBehaviorSanitizer, Linux under ThreadSanitizer, Windows x64 (mingw-w64) under Wine,
+# and each libFuzzer target for a while on its seeds (clang; one test per target). Installs what
+# is missing.
+# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize tsan windows fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize tsan windows)
+[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize tsan windows fuzz)
 
 deps=()
-for preset in "${presets[@]}"; do [ "$preset" = windows ] && deps=(--windows); done
+for preset in "${presets[@]}"; do
+  case "$preset" in
+    windows) deps+=(--windows) ;;
+    fuzz) deps+=(--fuzz) ;;
+  esac
+done
 tools/install-deps.sh "${deps[@]}"
 
 if [[ " ${presets[*]} " == *" windows "* ]]; then
