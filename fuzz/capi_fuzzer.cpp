@@ -137,10 +137,16 @@ private:
     }
     int integer() { return in.ConsumeBool() ? in.ConsumeIntegralInRange(-2, 2) : in.ConsumeIntegral<int>(); }
 
-    int tree() {
+    // A tree handle; unknown says whether it was never valid.
+    int tree(bool& unknown) {
         const std::size_t choice = in.ConsumeIntegralInRange<std::size_t>(0, trees.size() + 2);
-        if (choice < trees.size()) return trees[choice];
+        unknown = choice >= trees.size();
+        if (!unknown) return trees[choice];
         return choice == trees.size() ? 0 : -1;
+    }
+    int tree() {
+        bool unknown;
+        return tree(unknown);
     }
     // A tag handle; unknown says whether it was never valid.
     int tag(bool& unknown) {
@@ -232,8 +238,9 @@ void Session::call() {
             // then left alive, so it is given a handle first (else it would be unreachable).
             const int next = static_cast<int>(liveTrees.size()) + 1;
             if (liveTrees.count(next) != 0) keep(XML_Get_Root_Tag(next));
-            const int handle = XML_Get_Tree(string(name));
-            expect(handle > 0);
+            const char* const treeName = string(name);
+            const int handle = XML_Get_Tree(treeName);
+            expect(handle > 0 && XML_Get_Tree(treeName) == handle);
             liveTrees.insert(handle);
             if (trees.size() < 16) trees.push_back(handle);
             break;
@@ -308,8 +315,14 @@ void Session::callTag(int op) {
     bool unknown = false;
     const int handle = tag(unknown);
     switch (op) {
-        case 0: keep(XML_Create_Root_Tag(tree(), string(first))); break;
-        case 1: keep(XML_Get_Root_Tag(tree())); break;
+        case 0:
+        case 1: {
+            bool unknownTree = false;
+            const int document = tree(unknownTree);
+            const int root = keep(op == 0 ? XML_Create_Root_Tag(document, string(first)) : XML_Get_Root_Tag(document));
+            if (unknownTree) expect(root == -1);
+            break;
+        }
         case 2:
         case 3:
         case 4:
