@@ -1,8 +1,10 @@
 // libFuzzer target: the input is decoded into a document built in memory (element names, texts
 // and attributes with awkward bytes, escaped or written raw, nested to any depth, with any
-// indentation unit), which is then written, read back and written again, twice. Reading may lose
-// or change things the first time (text before a child, control characters in text), but the
-// document it gives is one the writer reproduces: the second and the third text are equal.
+// indentation unit), which is then written, read back and written again, twice: in memory, or
+// saved to a file and read from it (text mode on every platform). Reading may lose or change
+// things the first time (text before a child, control characters in text, everything after a
+// byte 0x1A in a file), but the document it gives is one the writer reproduces: the second and
+// the third text are equal.
 //
 // The writer prints element names, and texts and values whose entity flag is clear, as they are,
 // so the caller must keep markup out of them; bytes that would be markup there are left out
@@ -11,13 +13,20 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include <kpxml/KpXmlTree.h>
+#include "fileio/KpOFStream.h"
+#include "kpxml/KpXmlTree.h"
+#include "platform/Files.h"
 
 namespace {
 
@@ -50,17 +59,51 @@ std::string attributeName(FuzzedDataProvider& in) {
     return withoutMarkup(text(in), " \t=");
 }
 
-std::string written(const KpXmlTree& document) {
-    std::ostringstream out;
-    document.putToStream(out, true);
-    return out.str();
+void expect(bool condition) {
+    if (!condition) __builtin_trap();
 }
 
-std::string rewritten(const std::string& previous, const std::string& indent) {
-    std::istringstream in(previous);
-    KpXmlTree document(in);
+// The file that documents are saved to, in a private directory that is also the temporary one.
+const std::string& savedFile() {
+    struct Directory {
+        std::string root;
+        Directory() {
+            const char* base = std::getenv("TMPDIR");
+            root = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kpxml_roundtrip_fuzz.XXXXXX";
+            expect(mkdtemp(root.data()) != nullptr);
+            kpxml::platform::redirectTemporaryDirectory(root + "/");
+            root += "/saved.xml";
+        }
+        ~Directory() { std::filesystem::remove_all(std::filesystem::path(root).parent_path()); }
+    };
+    static const Directory directory;
+    return directory.root;
+}
+
+// What the writer gives for document: written to a string, or saved to the file and read back
+// byte for byte.
+std::string written(const KpXmlTree& document, bool throughFile) {
+    if (!throughFile) {
+        std::ostringstream out;
+        document.putToStream(out, true);
+        return out.str();
+    }
+    {
+        const KpOFStream out(savedFile().c_str(), KpXmlTree::getOFStreamOpenMode());
+        expect(out.getStream() != nullptr);
+        document.putToStream(*out.getStream(), true);
+    }
+    std::ifstream saved(savedFile(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(saved), std::istreambuf_iterator<char>());
+}
+
+// The document read from text (or from the file it was saved to), written again.
+std::string rewritten(const std::string& text, bool throughFile, const std::string& indent) {
+    const std::unique_ptr<std::istream> in =
+        throughFile ? openIFStream(savedFile().c_str()) : std::make_unique<std::istringstream>(text);
+    KpXmlTree document(*in);
     document.setIndent(indent);
-    return written(document);
+    return written(document, throughFile);
 }
 
 }  // namespace
@@ -69,6 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FuzzedDataProvider in(data, size);
     static const char* const kIndents[] = {"", "\t", " ", "   "};
     const std::string indent = kIndents[in.ConsumeIntegralInRange(0, 3)];
+    const bool throughFile = in.ConsumeBool();
 
     KpXmlTree document(elementName(in));
     document.setIndent(indent);
@@ -96,9 +140,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
 
-    const std::string first = written(document);
-    const std::string second = rewritten(first, indent);
-    const std::string third = rewritten(second, indent);
-    if (second != third) __builtin_trap();
+    const std::string first = written(document, throughFile);
+    const std::string second = rewritten(first, throughFile, indent);
+    const std::string third = rewritten(second, throughFile, indent);
+    expect(second == third);
     return 0;
 }
