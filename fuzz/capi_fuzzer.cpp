@@ -155,7 +155,7 @@ private:
         if (choice < tags.size()) return tags[choice];
         switch (choice - tags.size()) {
             case 0: return previousTag;  // dead, or of a document left alive by a takeover
-            case 1: unknown = true; return lastTag + 1;  // not handed out yet
+            case 1: return lastTag + 1;  // not handed out yet (unless a call the input made gave it out unseen)
             case 2: unknown = true; return 0;
             case 3: unknown = true; return -1;
             case 4: unknown = true; return INT_MIN;
@@ -186,7 +186,7 @@ private:
     std::vector<int> tags;
 
     static int previousTag;  // a handle an earlier input was given
-    static int lastTag;      // the highest handle handed out so far
+    static int lastTag;      // the highest handle seen so far
 };
 
 int Session::previousTag = 0;
@@ -257,7 +257,7 @@ void Session::call() {
             // Many children of few names: large parents are searched through an index.
             const int parent = tag();
             const int count = in.ConsumeIntegralInRange(1, 100);
-            for (int i = 0; i < count; ++i) XML_Add_Child_Tag(parent, i % 3 == 0 ? "a" : i % 3 == 1 ? "b" : "c");
+            for (int i = 0; i < count; ++i) keep(XML_Add_Child_Tag(parent, i % 3 == 0 ? "a" : i % 3 == 1 ? "b" : "c"));
             keep(XML_Find_Child_Tag(parent, "c"));
             break;
         }
