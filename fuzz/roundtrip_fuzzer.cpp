@@ -88,11 +88,7 @@ std::string written(const KpXmlTree& document, bool throughFile) {
         document.putToStream(out, true);
         return out.str();
     }
-    {
-        const KpOFStream out(savedFile().c_str(), KpXmlTree::getOFStreamOpenMode());
-        expect(out.getStream() != nullptr);
-        document.putToStream(*out.getStream(), true);
-    }
+    expect(document.writeFile(savedFile(), true));
     std::ifstream saved(savedFile(), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(saved), std::istreambuf_iterator<char>());
 }
