@@ -10,7 +10,6 @@
 // Every input starts from the same state: it deletes the documents it registered and the global
 // document, and the files it wrote.
 #include <fuzzer/FuzzedDataProvider.h>
-#include <sys/stat.h>
 
 #include <climits>
 #include <cstddef>
