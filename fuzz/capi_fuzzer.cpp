@@ -17,14 +17,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "kpxml/KpXmlApi.h"
-#include "platform/Files.h"
+#include "support/TestSupport.h"
 
 namespace fs = std::filesystem;
 
@@ -32,11 +31,6 @@ namespace {
 
 void expect(bool condition) {
     if (!condition) __builtin_trap();
-}
-
-int handlerCalls = 0;
-void countCall() {
-    ++handlerCalls;
 }
 
 const char kReadOnlyContent[] = "<kept/>\n";
@@ -54,9 +48,9 @@ struct Directory {
         root = pattern;
         fs::create_directory(root / "tmp");
         fs::create_directory(root / "dir");
-        std::ofstream(root / "readonly.xml", std::ios::binary) << kReadOnlyContent;
-        fs::permissions(root / "readonly.xml", fs::perms::owner_read);
-        kpxml::platform::redirectTemporaryDirectory((root / "tmp").string() + "/");
+        kpxml::test::writeBytes((root / "readonly.xml").string(), kReadOnlyContent);
+        expect(kpxml::test::setReadOnly((root / "readonly.xml").string(), true));
+        kpxml::test::redirectTemporaryDirectory((root / "tmp").string() + "/");
         for (const char* name : {"a.xml", "b.xml", "readonly.xml", "dir", "missing/c.xml"}) {
             targets.push_back((root / name).string());
         }
@@ -74,9 +68,7 @@ struct Directory {
             if (name != "tmp" && name != "dir" && name != "readonly.xml") fs::remove_all(entry.path());
         }
         for (const fs::directory_entry& entry : fs::directory_iterator(root / "tmp")) fs::remove_all(entry.path());
-        std::ifstream kept(root / "readonly.xml", std::ios::binary);
-        const std::string content((std::istreambuf_iterator<char>(kept)), std::istreambuf_iterator<char>());
-        expect(content == kReadOnlyContent);
+        expect(kpxml::test::readBytes((root / "readonly.xml").string()) == kReadOnlyContent);
         expect(fs::is_directory(root / "dir") && fs::is_empty(root / "dir"));
     }
 };
@@ -214,7 +206,7 @@ public:
     void expectCopied(int callsBefore) const {
         if (!usable()) return;
         expect(std::memchr(data, '\0', size) != nullptr);
-        if (handlerCalls != callsBefore) expect(data[0] == '\0');
+        if (kpxml::test::invalidParameterCalls != callsBefore) expect(data[0] == '\0');
     }
 
     char* data = nullptr;
@@ -263,9 +255,9 @@ void Session::call() {
         default: {
             // The handler goes back to the default (which aborts) and returns at once.
             const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(nullptr);
-            expect(previous == &countCall);
-            const KpXmlInvalidParameterHandler standard = KpXml_SetInvalidParameterHandler(&countCall);
-            expect(standard != nullptr && standard != &countCall);
+            expect(previous == &kpxml::test::countInvalidParameter);
+            const KpXmlInvalidParameterHandler standard = KpXml_SetInvalidParameterHandler(&kpxml::test::countInvalidParameter);
+            expect(standard != nullptr && standard != &kpxml::test::countInvalidParameter);
             break;
         }
     }
@@ -287,7 +279,7 @@ void Session::callGlobal(int op) {
         case 7:
         case 8: {
             const Buffer buffer(in);
-            const int calls = handlerCalls;
+            const int calls = kpxml::test::invalidParameterCalls;
             const int result = op == 7 ? XML_GetText(buffer.data, buffer.size, in.ConsumeBool() ? &length : nullptr)
                                        : XML_GetAttributeText(string(first), buffer.data, buffer.size,
                                                               in.ConsumeBool() ? &length : nullptr);
@@ -365,7 +357,7 @@ void Session::callTag(int op) {
             const Buffer buffer(in);
             int length = -7;
             int* lengthOut = in.ConsumeBool() ? &length : nullptr;
-            const int calls = handlerCalls;
+            const int calls = kpxml::test::invalidParameterCalls;
             const int result = op == 10 ? (XML_Get_Tag_Name(handle, buffer.data, buffer.size, lengthOut), 1)
                                         : XML_Get_Text(handle, buffer.data, buffer.size, lengthOut);
             if (unknown) expect(result == 0 || op == 10);
@@ -395,7 +387,7 @@ void Session::callTag(int op) {
             const Buffer buffer(in);
             int length = -7;
             int* lengthOut = in.ConsumeBool() ? &length : nullptr;
-            const int calls = handlerCalls;
+            const int calls = kpxml::test::invalidParameterCalls;
             XML_Get_Attribute(handle, string(first), buffer.data, buffer.size, lengthOut);
             buffer.expectCopied(calls);
             if (buffer.usable() && lengthOut != nullptr) expect(length == static_cast<int>(std::strlen(buffer.data)));
@@ -424,7 +416,7 @@ void Session::callTag(int op) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     directory();
-    KpXml_SetInvalidParameterHandler(&countCall);
+    KpXml_SetInvalidParameterHandler(&kpxml::test::countInvalidParameter);
     return 0;
 }
 

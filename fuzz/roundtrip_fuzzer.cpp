@@ -17,7 +17,6 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -26,7 +25,7 @@
 
 #include "fileio/KpOFStream.h"
 #include "kpxml/KpXmlTree.h"
-#include "platform/Files.h"
+#include "support/TestSupport.h"
 
 namespace {
 
@@ -71,7 +70,7 @@ const std::string& savedFile() {
             const char* base = std::getenv("TMPDIR");
             root = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kpxml_roundtrip_fuzz.XXXXXX";
             expect(mkdtemp(root.data()) != nullptr);
-            kpxml::platform::redirectTemporaryDirectory(root + "/");
+            kpxml::test::redirectTemporaryDirectory(root + "/");
             root += "/saved.xml";
         }
         ~Directory() { std::filesystem::remove_all(std::filesystem::path(root).parent_path()); }
@@ -89,8 +88,7 @@ std::string written(const KpXmlTree& document, bool throughFile) {
         return out.str();
     }
     expect(document.writeFile(savedFile(), true));
-    std::ifstream saved(savedFile(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(saved), std::istreambuf_iterator<char>());
+    return kpxml::test::readBytes(savedFile());
 }
 
 // The document read from text (or from the file it was saved to), written again.
