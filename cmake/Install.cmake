@@ -18,7 +18,7 @@ install(TARGETS kpxml EXPORT KpXmlTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kpxml DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(WIN32)
   # The module definition file lets other toolchains make their own import library for the DLL.
-  install(FILES ${PROJECT_SOURCE_DIR}/src/capi/KpXml.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${KPXML_GENERATED_DIR}/KpXml.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 
 install(EXPORT KpXmlTargets NAMESPACE KpXml:: DESTINATION ${KPXML_CMAKE_DIR})

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks that a built KpXml library exports exactly the C interface's names, listed one per line
-# in EXPECTED: libkpxml.so exports them and no other XML_ symbol; KpXml.dll exports them
+# in EXPECTED (the build derives that list from KpXmlApi.h): libkpxml.so exports them and no other XML_ symbol; KpXml.dll exports them
 # undecorated and nothing else that is not a C++ (mangled) name.
 # Usage: tools/check-exports.sh LIBRARY EXPECTED
 set -euo pipefail

@@ -1,116 +1,16 @@
-/* Compiled as C99: the C interface's header is valid C, and each of its functions has exactly the
-   type a C caller expects. Runs against the shipped library, so every function is also exported. */
+/* Compiled as C99 against the shipped library: the C interface's header is valid C, and the
+   program links only when the library exports every function the header declares. The addresses
+   are listed by the build, from the header. */
 #include <stddef.h>
 
 #include <kpxml/KpXmlApi.h>
 
+#include "CInterfaceAddresses.h"
+
 int main(void) {
-    KpXmlInvalidParameterHandler (*const handler_pointer)(KpXmlInvalidParameterHandler) = KpXml_SetInvalidParameterHandler;
-    int (*const open_pointer)(const char* tagName) = XML_Open;
-    int (*const close_pointer)(void) = XML_Close;
-    int (*const stop_pointer)(void) = XML_Stop;
-    int (*const readfile_pointer)(const char* path) = XML_ReadFile;
-    int (*const writefile_pointer)(const char* path) = XML_WriteFile;
-    int (*const getint_pointer)(int* value) = XML_GetInt;
-    int (*const getreal_pointer)(double* value) = XML_GetReal;
-    int (*const gettext_pointer)(char* buffer, size_t bufferSize, int* length) = XML_GetText;
-    int (*const setint_pointer)(int value) = XML_SetInt;
-    int (*const setreal_pointer)(double value) = XML_SetReal;
-    int (*const setrealformat_pointer)(double value, const char* format) = XML_SetRealFormat;
-    int (*const settext_pointer)(const char* text) = XML_SetText;
-    int (*const getattributeint_pointer)(const char* name, int* value) = XML_GetAttributeInt;
-    int (*const getattributereal_pointer)(const char* name, double* value) = XML_GetAttributeReal;
-    int (*const getattributetext_pointer)(const char* name, char* buffer, size_t bufferSize, int* length) = XML_GetAttributeText;
-    int (*const setattributeint_pointer)(const char* name, int value) = XML_SetAttributeInt;
-    int (*const setattributereal_pointer)(const char* name, double value) = XML_SetAttributeReal;
-    int (*const setattributerealformat_pointer)(const char* name, double value, const char* format) = XML_SetAttributeRealFormat;
-    int (*const setattributetext_pointer)(const char* name, const char* text) = XML_SetAttributeText;
-    int (*const addtextline_pointer)(const char* line) = XML_AddTextLine;
-    int (*const addattributetextline_pointer)(const char* name, const char* line) = XML_AddAttributeTextLine;
-    int (*const get_tree_pointer)(const char* name) = XML_Get_Tree;
-    void (*const read_tree_pointer)(int tree, const char* path) = XML_Read_Tree;
-    void (*const write_tree_pointer)(int tree, const char* path) = XML_Write_Tree;
-    void (*const delete_tree_pointer)(int tree) = XML_Delete_Tree;
-    int (*const create_root_tag_pointer)(int tree, const char* name) = XML_Create_Root_Tag;
-    int (*const get_root_tag_pointer)(int tree) = XML_Get_Root_Tag;
-    int (*const add_child_tag_pointer)(int parent, const char* name) = XML_Add_Child_Tag;
-    int (*const find_child_tag_pointer)(int parent, const char* name) = XML_Find_Child_Tag;
-    int (*const find_child_to_attribute_pointer)(int parent, const char* childName, const char* attrName, const char* attrValue) = XML_Find_Child_To_Attribute;
-    int (*const find_child_to_int_attribute_pointer)(int parent, const char* childName, const char* attrName, int value) = XML_Find_Child_To_Int_Attribute;
-    int (*const find_child_to_real_attribute_pointer)(int parent, const char* childName, const char* attrName, double value, double tolerance) = XML_Find_Child_To_Real_Attribute;
-    void (*const delete_child_tag_pointer)(int parent, const char* name) = XML_Delete_Child_Tag;
-    void (*const get_children_pointer)(int parent, int* handles, int capacity) = XML_Get_Children;
-    int (*const get_number_of_children_pointer)(int parent) = XML_Get_Number_Of_Children;
-    void (*const get_tag_name_pointer)(int tag, char* buffer, size_t bufferSize, int* length) = XML_Get_Tag_Name;
-    int (*const get_int_pointer)(int tag) = XML_Get_Int;
-    double (*const get_real_pointer)(int tag) = XML_Get_Real;
-    int (*const get_text_pointer)(int tag, char* buffer, size_t bufferSize, int* length) = XML_Get_Text;
-    void (*const set_int_pointer)(int tag, int value) = XML_Set_Int;
-    void (*const set_real_pointer)(int tag, double value) = XML_Set_Real;
-    void (*const set_real_format_pointer)(int tag, double value, const char* format) = XML_Set_Real_Format;
-    void (*const set_text_pointer)(int tag, const char* text) = XML_Set_Text;
-    void (*const get_attribute_pointer)(int tag, const char* name, char* buffer, size_t bufferSize, int* length) = XML_Get_Attribute;
-    int (*const get_attribute_int_pointer)(int tag, const char* name) = XML_Get_Attribute_Int;
-    double (*const get_attribute_real_pointer)(int tag, const char* name) = XML_Get_Attribute_Real;
-    void (*const set_attribute_pointer)(int tag, const char* name, const char* text) = XML_Set_Attribute;
-    void (*const set_attribute_int_pointer)(int tag, const char* name, int value) = XML_Set_Attribute_Int;
-    void (*const set_attribute_real_pointer)(int tag, const char* name, double value) = XML_Set_Attribute_Real;
-    void (*const set_attribute_real_format_pointer)(int tag, const char* name, double value, const char* format) = XML_Set_Attribute_Real_Format;
-    void (*const add_text_line_pointer)(int tag, const char* line) = XML_Add_Text_Line;
-    void (*const add_attribute_textline_pointer)(int tag, const char* name, const char* line) = XML_Add_Attribute_Textline;
-    return handler_pointer != NULL &&
-           open_pointer != NULL &&
-           close_pointer != NULL &&
-           stop_pointer != NULL &&
-           readfile_pointer != NULL &&
-           writefile_pointer != NULL &&
-           getint_pointer != NULL &&
-           getreal_pointer != NULL &&
-           gettext_pointer != NULL &&
-           setint_pointer != NULL &&
-           setreal_pointer != NULL &&
-           setrealformat_pointer != NULL &&
-           settext_pointer != NULL &&
-           getattributeint_pointer != NULL &&
-           getattributereal_pointer != NULL &&
-           getattributetext_pointer != NULL &&
-           setattributeint_pointer != NULL &&
-           setattributereal_pointer != NULL &&
-           setattributerealformat_pointer != NULL &&
-           setattributetext_pointer != NULL &&
-           addtextline_pointer != NULL &&
-           addattributetextline_pointer != NULL &&
-           get_tree_pointer != NULL &&
-           read_tree_pointer != NULL &&
-           write_tree_pointer != NULL &&
-           delete_tree_pointer != NULL &&
-           create_root_tag_pointer != NULL &&
-           get_root_tag_pointer != NULL &&
-           add_child_tag_pointer != NULL &&
-           find_child_tag_pointer != NULL &&
-           find_child_to_attribute_pointer != NULL &&
-           find_child_to_int_attribute_pointer != NULL &&
-           find_child_to_real_attribute_pointer != NULL &&
-           delete_child_tag_pointer != NULL &&
-           get_children_pointer != NULL &&
-           get_number_of_children_pointer != NULL &&
-           get_tag_name_pointer != NULL &&
-           get_int_pointer != NULL &&
-           get_real_pointer != NULL &&
-           get_text_pointer != NULL &&
-           set_int_pointer != NULL &&
-           set_real_pointer != NULL &&
-           set_real_format_pointer != NULL &&
-           set_text_pointer != NULL &&
-           get_attribute_pointer != NULL &&
-           get_attribute_int_pointer != NULL &&
-           get_attribute_real_pointer != NULL &&
-           set_attribute_pointer != NULL &&
-           set_attribute_int_pointer != NULL &&
-           set_attribute_real_pointer != NULL &&
-           set_attribute_real_format_pointer != NULL &&
-           add_text_line_pointer != NULL &&
-           add_attribute_textline_pointer != NULL
-               ? 0
-               : 1;
+    size_t i;
+    for (i = 0; i < sizeof cInterfaceAddresses / sizeof cInterfaceAddresses[0]; ++i) {
+        if (cInterfaceAddresses[i] == NULL) return 1;
+    }
+    return 0;
 }
