@@ -8,6 +8,7 @@
 #include "capi/Registries.h"
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
+#include "xml/NodeLookup.h"
 #include "xml/TextConvert.h"
 
 using kpxml::capi::CallLock;
@@ -43,11 +44,9 @@ std::string withLine(const std::string& text, const char* line) {
     return joined;
 }
 
-const KpXmlAttributeData* attributeOf(const KpXmlData* node, const char* name) {
-    return node != nullptr && name != nullptr ? node->findAttribute(name) : nullptr;
-}
-
 }  // namespace
+
+using kpxml::attributeOf;
 
 extern "C" {
 
@@ -109,24 +108,27 @@ KPXML_API int XML_SetText(const char* text) {
 
 KPXML_API int XML_GetAttributeInt(const char* name, int* value) {
     const CallLock lock;
+    if (name == nullptr || value == nullptr) return 0;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
-    if (value == nullptr || attribute == nullptr) return 0;
+    if (attribute == nullptr) return 0;
     *value = attribute->getInteger();
     return 1;
 }
 
 KPXML_API int XML_GetAttributeReal(const char* name, double* value) {
     const CallLock lock;
+    if (name == nullptr || value == nullptr) return 0;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
-    if (value == nullptr || attribute == nullptr) return 0;
+    if (attribute == nullptr) return 0;
     *value = attribute->getDouble();
     return 1;
 }
 
 KPXML_API int XML_GetAttributeText(const char* name, char* buffer, size_t bufferSize, int* length) {
     const CallLock lock;
+    if (name == nullptr || buffer == nullptr) return 0;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
-    if (buffer == nullptr || attribute == nullptr) return 0;
+    if (attribute == nullptr) return 0;
     kpxml::capi::copyBounded(buffer, bufferSize, attribute->getChar());
     if (length != nullptr) *length = static_cast<int>(attribute->getData().size());
     return 1;
@@ -227,20 +229,23 @@ KPXML_API void XML_Get_Attribute(int tag, const char* name, char* buffer, size_t
     const CallLock lock;
     if (buffer != nullptr && bufferSize != 0) buffer[0] = '\0';
     if (length != nullptr) *length = 0;
+    if (name == nullptr || buffer == nullptr) return;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
-    if (attribute == nullptr || buffer == nullptr) return;
+    if (attribute == nullptr) return;
     kpxml::capi::copyBounded(buffer, bufferSize, attribute->getChar());
     if (length != nullptr) *length = kpxml::capi::lengthInBuffer(buffer, bufferSize);
 }
 
 KPXML_API int XML_Get_Attribute_Int(int tag, const char* name) {
     const CallLock lock;
+    if (name == nullptr) return 0;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
     return attribute != nullptr ? attribute->getInteger() : 0;
 }
 
 KPXML_API double XML_Get_Attribute_Real(int tag, const char* name) {
     const CallLock lock;
+    if (name == nullptr) return 0.0;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
     return attribute != nullptr ? attribute->getDouble() : 0.0;
 }

@@ -3,19 +3,11 @@
 #include <cmath>
 
 #include "kpxml/KpXmlAttributeStream.h"
+#include "xml/NodeLookup.h"
 #include "xml/TextConvert.h"
 
-namespace {
-
-const KpXmlAttributeData* attributeOf(const KpXmlData* node, const std::string& name) {
-    return node != nullptr ? node->findAttribute(name) : nullptr;
-}
-
-const KpXmlData* childOf(const KpXmlData* node, const std::string& name) {
-    return node != nullptr ? node->findChild(name) : nullptr;
-}
-
-}  // namespace
+using kpxml::attributeOf;
+using kpxml::childOf;
 
 int KpXmlDataUtil::getAttributeInt(const KpXmlData* node, const std::string& name) {
     return node != nullptr ? node->getAttributeInt(name) : -1;

@@ -26,15 +26,9 @@ struct Conversion {
     char kind = 'g';     // one of a A e E f F g G
 };
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
+// A width or precision: exact below tooLarge, at least tooLarge above.
 int readCount(const char*& p) {
-    int value = 0;
-    while (isDigit(*p)) {
-        if (value < tooLarge) value = value * 10 + (*p - '0');
-        ++p;
-    }
-    return value;
+    return static_cast<int>(readDigits(p, tooLarge - 1));
 }
 
 bool isRealConversion(char c) { return std::strchr("aAeEfFgG", c) != nullptr && c != '\0'; }

@@ -15,8 +15,6 @@ const char* skipSpace(const char* p) {
     return p;
 }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 bool isHexDigit(char c) {
     return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
@@ -33,12 +31,9 @@ bool readSign(const char*& p) {
 }
 
 // Reads an optionally signed decimal exponent, saturating far outside any double's range.
-long readExponent(const char* p, const char* end) {
-    const bool negative = p < end && readSign(p);
-    long value = 0;
-    for (; p < end && isDigit(*p); ++p) {
-        if (value < 1000000) value = value * 10 + (*p - '0');
-    }
+long readExponent(const char* p) {
+    const bool negative = readSign(p);
+    const long value = static_cast<long>(readDigits(p, 999999));
     return negative ? -value : value;
 }
 
@@ -71,7 +66,8 @@ bool magnitudeIsHuge(const char* p, const char* end, bool hex) {
             ++scale;
         }
     }
-    long exponent = (p < end && (*p | 0x20) == exponentMark) ? readExponent(p + 1, end) : 0;
+    // from_chars took the exponent's digits whole, so they end at end.
+    long exponent = (p < end && (*p | 0x20) == exponentMark) ? readExponent(p + 1) : 0;
     // Hexadecimal digits count 4 binary places each; the exponent is binary.
     if (hex) return scale * 4 + exponent > 0;
     return scale + exponent > 0;
@@ -79,18 +75,20 @@ bool magnitudeIsHuge(const char* p, const char* end, bool hex) {
 
 }  // namespace
 
+long long readDigits(const char*& p, long long limit) {
+    long long value = 0;
+    for (; isDigit(*p); ++p) {
+        if (value <= limit) value = value * 10 + (*p - '0');
+    }
+    return value;
+}
+
 int atoi(const char* text) {
     const char* p = skipSpace(text);
     const bool negative = readSign(p);
-    // Accumulate toward the sign so that INT_MIN is reachable; saturate on overflow.
-    long long value = 0;
-    for (; isDigit(*p); ++p) {
-        value = value * 10 + (*p - '0');
-        if (value > static_cast<long long>(INT_MAX) + 1) {
-            return negative ? INT_MIN : INT_MAX;
-        }
-    }
-    if (negative) return static_cast<int>(-value);
+    // Exact up to INT_MAX + 1, so that INT_MIN is reachable; saturate beyond.
+    const long long value = readDigits(p, static_cast<long long>(INT_MAX) + 1);
+    if (negative) return value > static_cast<long long>(INT_MAX) + 1 ? INT_MIN : static_cast<int>(-value);
     return value > INT_MAX ? INT_MAX : static_cast<int>(value);
 }
 

@@ -13,6 +13,16 @@ inline bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+// A decimal digit.
+inline bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Reads the decimal digits at p and moves p past all of them. The value is exact while it is at
+// most limit (below LLONG_MAX / 10); beyond, it stops growing and is then some number above limit,
+// so that no run of digits overflows.
+long long readDigits(const char*& p, long long limit);
+
 // atoi: skips white space, takes an optional sign and decimal digits; saturates at INT_MAX or
 // INT_MIN on overflow; 0 when no digit follows.
 int atoi(const char* text);
