@@ -3,6 +3,7 @@
 #   tools/install-deps.sh            compiler, CMake, GoogleTest sources, pkg-config and the
 #                                    Debian packaging tools (Linux build)
 #   tools/install-deps.sh --windows  also mingw-w64 and Wine (Windows build and its tests)
+#   tools/install-deps.sh --clang    also clang (the build that turns every warning into an error)
 #   tools/install-deps.sh --bench    also Google Benchmark and the peer libraries it compares with
 #   tools/install-deps.sh --fuzz     also clang with libFuzzer
 set -euo pipefail
@@ -11,9 +12,10 @@ packages=(cmake g++ make googletest pkgconf dpkg-dev)
 for arg in "$@"; do
   case "$arg" in
     --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;
+    --clang) packages+=(clang) ;;
     --bench) packages+=(libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev) ;;
     --fuzz) packages+=(clang libclang-rt-14-dev) ;;
-    *) echo "usage: $0 [--windows] [--bench] [--fuzz]" >&2; exit 2 ;;
+    *) echo "usage: $0 [--windows] [--clang] [--bench] [--fuzz]" >&2; exit 2 ;;
   esac
 done
 

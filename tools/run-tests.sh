@@ -1,20 +1,21 @@
 #!/usr/bin/env bash
 # Builds KpXml and runs every test in every build: Linux, Linux under AddressSanitizer and
-# UndefinedBehaviorSanitizer, Linux under ThreadSanitizer, Windows x64 (mingw-w64) under Wine,
-# and each libFuzzer target for a while on its seeds (clang; one test per target). Installs what
-# is missing.
-# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize tsan windows fuzz)
+# UndefinedBehaviorSanitizer, Linux under ThreadSanitizer, Linux with clang and every warning an
+# error, Windows x64 (mingw-w64) under Wine, and each libFuzzer target for a while on its seeds
+# (clang; one test per target). Installs what is missing.
+# Usage: tools/run-tests.sh [preset...]   (default: linux linux-sanitize tsan linux-clang windows fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize tsan windows fuzz)
+[ ${#presets[@]} -gt 0 ] || presets=(linux linux-sanitize tsan linux-clang windows fuzz)
 
 deps=()
 for preset in "${presets[@]}"; do
   case "$preset" in
     windows) deps+=(--windows) ;;
     fuzz) deps+=(--fuzz) ;;
+    linux-clang) deps+=(--clang) ;;
   esac
 done
 tools/install-deps.sh "${deps[@]}"
