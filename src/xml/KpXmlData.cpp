@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <utility>
 
 #include "xml/NodeLifetime.h"
@@ -74,12 +75,27 @@ void KpXmlData::flush() {
     childListChanged();
 
     if (pendingDeletions != nullptr) {
-        pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
-        children.clear();
-        return;
+        try {
+            pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
+            children.clear();
+            return;
+        } catch (const std::bad_alloc&) {
+            // No memory to list them: this node's subtree goes leaf by leaf, which needs none.
+            // Each round walks down from here, so this is slow for deep trees, but it cannot fail.
+            while (!children.empty()) {
+                std::vector<KpXmlData*>* list = &children;
+                while (list->back() != nullptr && !list->back()->children.empty()) list = &list->back()->children;
+                KpXmlData* leaf = list->back();
+                list->pop_back();
+                delete leaf;
+            }
+            return;
+        }
     }
-    std::vector<KpXmlData*> pending(children.rbegin(), children.rend());
-    children.clear();
+    // Taking over the child list needs no memory, so a destructor never fails for want of it.
+    std::vector<KpXmlData*> pending;
+    pending.swap(children);
+    std::reverse(pending.begin(), pending.end());
     pendingDeletions = &pending;
     while (!pending.empty()) {
         KpXmlData* node = pending.back();

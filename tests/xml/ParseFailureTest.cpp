@@ -1,0 +1,117 @@
+// A parse that fails half-way: the stream buffer throws, or memory runs out. The error reaches the
+// caller (as the stream's state or as the exception), the document stays usable, and nothing
+// leaks (checked by the sanitizer build). This program replaces the global operator new, so it
+// runs apart from the other tests.
+
+#include "kpxml/KpXmlTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+
+namespace {
+
+// The number of allocations still allowed before the next one fails; negative: no limit.
+long allocationsLeft = -1;
+
+void* allocate(std::size_t size) {
+    if (allocationsLeft == 0) throw std::bad_alloc();
+    if (allocationsLeft > 0) --allocationsLeft;
+    if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void* operator new[](std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+const std::string document =
+    "<r a=\"1&amp;2\"><done k=\"a value longer than a short string\">x &lt; y</done><open><deep>partial text</deep></open></r>";
+// What the elements before the failure point make.
+const std::string readBeforeTheFailure = "<r a=\"1&amp;2\">\n<done k=\"a value longer than a short string\">x &lt; y</done>\n";
+
+std::string written(const KpXmlTree& tree) {
+    std::ostringstream out;
+    tree.putToStream(out, false);
+    return out.str();
+}
+
+// Serves the document's first `limit` bytes, then throws.
+struct FailingBuffer : std::streambuf {
+    explicit FailingBuffer(std::size_t limit) : text(document.substr(0, limit)) { seekpos(0, std::ios_base::in); }
+    pos_type seekpos(pos_type position, std::ios_base::openmode) override {
+        if (position != pos_type(0)) return pos_type(off_type(-1));
+        setg(text.data(), text.data(), text.data() + text.size());
+        return position;
+    }
+    int_type underflow() override { throw std::runtime_error("device lost"); }
+    std::string text;
+};
+
+TEST(ParseFailureTest, AStreamBufferThatThrowsLeavesWhatWasReadAndABadStream) {
+    const std::size_t limit = document.find("partial") + 3;
+    FailingBuffer quiet(limit);
+    std::istream in(&quiet);
+    KpXmlTree tree("old");
+    tree.buildOfStream(in);  // the elements begun are kept, closed where the input stopped
+    EXPECT_TRUE(in.bad());
+    const std::string kept = readBeforeTheFailure + "<open>\n<deep />\n</open>\n</r>\n";
+    EXPECT_EQ(written(tree), kept);
+    EXPECT_EQ(tree.getCurrentNode(), nullptr);
+
+    FailingBuffer loud(limit);
+    std::istream throwing(&loud);
+    throwing.exceptions(std::ios_base::badbit);
+    try {
+        tree.buildOfStream(throwing);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "device lost");
+    }
+    EXPECT_EQ(written(tree), kept);
+    FailingBuffer forConstructor(limit);
+    std::istream again(&forConstructor);
+    again.exceptions(std::ios_base::badbit);
+    EXPECT_THROW(KpXmlTree{again}, std::runtime_error);
+}
+
+TEST(ParseFailureTest, RunningOutOfMemoryAtAnyAllocationReachesTheCaller) {
+    const std::string complete = [] {
+        std::istringstream in(document);
+        return written(KpXmlTree(in));
+    }();
+    ASSERT_EQ(complete, readBeforeTheFailure + "<open>\n<deep>partial text</deep>\n</open>\n</r>\n");
+    long failures = 0;
+    for (long allowed = 0;; ++allowed) {
+        std::istringstream in(document);
+        KpXmlTree tree("old");
+        tree.getRoot()->createChild("child")->createChild("grandchild");  // replacing it takes memory
+        allocationsLeft = allowed;
+        try {
+            tree.buildOfStream(in);
+        } catch (const std::bad_alloc&) {
+            allocationsLeft = -1;
+            ++failures;
+            written(tree);  // whatever was built can still be written and destroyed
+            continue;
+        }
+        allocationsLeft = -1;
+        EXPECT_EQ(written(tree), complete);
+        break;
+    }
+    EXPECT_GT(failures, 0);  // the failures above were real
+}
+
+}  // namespace
