@@ -4,14 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <kpxml/KpXml.h>
-#include <kpxml/KpXmlApi.h>
-
-#include "TestSupport.h"
 
 namespace {
-
-using kpxml::test::countInvalidParameter;
-int& handlerCalls = kpxml::test::invalidParameterCalls;
 
 TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
     KpXmlData root("root");
@@ -22,16 +16,6 @@ TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
     EXPECT_EQ(child->getAttributeString("id"), "-1294967296");
     EXPECT_EQ(KpXmlDataUtil::getChildDouble(&root, "item"), 0.1);
     EXPECT_FALSE(KpXml::AttributeIn::readString(root, "missing").hasValue());
-}
-
-TEST(SharedLibrary, InvalidParameterHandlerIsProcessWideAndReplaceable) {
-    const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countInvalidParameter);
-    ASSERT_NE(previous, nullptr);
-    KpXmlData node("n");
-    node.setData(1.5, "%d");
-    EXPECT_EQ(handlerCalls, 1);
-    EXPECT_EQ(node.getData(), "");
-    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &countInvalidParameter);
 }
 
 }  // namespace

@@ -37,15 +37,6 @@ TEST(ExchangeTest, OpenCloseAndFlushForwardToTheDocument) {
     EXPECT_EQ(tree->getName(), "project");
 }
 
-TEST(ExchangeTest, AnEmptyNameHoldsNoDocumentAndEveryCallIsANoOp) {
-    Exchange exchange("");
-    EXPECT_EQ(exchange.getTree(), nullptr);
-    exchange.open("a");
-    exchange.close();
-    exchange.flush();
-    EXPECT_EQ(exchange.getTree(), nullptr);
-}
-
 TEST(ExchangeTest, TheHeldDocumentIsDestroyedWithTheWrapperButNotWhenReplaced) {
     int destroyed = 0;
     auto* first = new CountedTree("a", &destroyed);

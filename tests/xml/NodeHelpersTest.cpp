@@ -39,12 +39,7 @@ TEST(NodeHelpersTest, ReadersGiveTheValueOrTheirDefaultAndReadValKeepsThePresetV
     EXPECT_EQ(read(true, &node, "c"), std::tuple(-3, -3.5, true, true));
     EXPECT_EQ(read(true, &node, "e"), std::tuple(0, 0.0, false, false));
     EXPECT_EQ(read(false, &node, "c"), kept);
-    EXPECT_EQ(read(false, nullptr, "a"), kept);
     EXPECT_EQ(read(true, &node, "a"), kept);
-    EXPECT_EQ(read(true, nullptr, "c"), kept);
-    double v = 5.0;
-    EXPECT_FALSE(Util::getVector(nullptr, v, v, v));
-    EXPECT_EQ(v, 5.0);
 }
 
 TEST(NodeHelpersTest, SetChildDataWritesTheFirstChildOfThatNameAndTheCheckOnlyAboveTheThreshold) {

@@ -16,7 +16,9 @@ using Nodes = std::vector<KpXmlData*>;
 TEST(NodeTreeTest, ChildrenAreAppendedAndOpenChildReusesTheFirstMatch) {
     KpXmlData root("r");
     KpXmlData* a = new KpXmlData("a", &root);
-    EXPECT_TRUE(a->getParent() == &root && a->getEntityFlag() && root.getChildren().empty());  // not attached
+    EXPECT_EQ(a->getParent(), &root);
+    EXPECT_TRUE(a->getEntityFlag());
+    EXPECT_TRUE(root.getChildren().empty());  // not attached
     root.addChild(a);
     KpXmlData* b = root.createChild("b");
     EXPECT_EQ(root.openChild("a", false), a);
@@ -77,7 +79,8 @@ TEST(NodeTreeTest, LookupsAndRemovalsTakeTheFirstMatchAndSkipNullEntries) {
     EXPECT_EQ(root.getAttributes().size(), 3u);
     EXPECT_EQ(root.getAttributeString("k"), "3");
     root.flush();
-    EXPECT_TRUE(root.getChildren().empty() && root.getAttributes().empty());
+    EXPECT_TRUE(root.getChildren().empty());
+    EXPECT_TRUE(root.getAttributes().empty());
 }
 
 TEST(NodeTreeTest, FlushAndInitClearOnlyTheirOwnParts) {
