@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_NODELOOKUP_H
-#define KPXML_SRC_XML_NODELOOKUP_H
+#ifndef KPXML_XML_NODELOOKUP_H
+#define KPXML_XML_NODELOOKUP_H
 
 #include <string>
 
