@@ -328,7 +328,6 @@ TEST_F(CInterface, NullArgumentsOfTheHandleFamilyChangeNothing) {
 }
 
 TEST_F(CInterface, GlobalDocumentLifecycleAndAFileWrittenAndReadBack) {
-    EXPECT_EQ(XML_Stop(), 1);
     EXPECT_EQ(XML_Stop(), 1);  // also without a document
     EXPECT_EQ(writtenGlobal(), "(not written)");
     XML_Open("old");
