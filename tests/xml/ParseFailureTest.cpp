@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+
 #include <cstdlib>
 #include <new>
 #include <sstream>
@@ -42,11 +44,7 @@ const std::string document =
 // What the elements before the failure point make.
 const std::string readBeforeTheFailure = "<r a=\"1&amp;2\">\n<done k=\"a value longer than a short string\">x &lt; y</done>\n";
 
-std::string written(const KpXmlTree& tree) {
-    std::ostringstream out;
-    tree.putToStream(out, false);
-    return out.str();
-}
+using kpxml::test::written;
 
 // Serves the document's first `limit` bytes, then throws.
 struct FailingBuffer : std::streambuf {
