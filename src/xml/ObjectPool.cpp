@@ -107,9 +107,13 @@ ThreadCache& threadCache(const ObjectPool& pool) {
     }
     const std::size_t size = pool.slotSize;
     auto* block = static_cast<unsigned char*>(::operator new(size * batchSize));
-    {
+    try {
         const std::lock_guard<std::mutex> lock(store.mutex);
         store.blocks.push_back(block);
+    } catch (...) {
+        // No room to record the block: give it back rather than lose it.
+        ::operator delete(block);
+        throw;
     }
     FreeSlot* head = nullptr;
     for (std::size_t i = batchSize; i-- > 0;) {
