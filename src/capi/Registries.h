@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_CAPI_REGISTRIES_H
-#define KPXML_SRC_CAPI_REGISTRIES_H
+#ifndef KPXML_CAPI_REGISTRIES_H
+#define KPXML_CAPI_REGISTRIES_H
 
 #include <atomic>
 #include <cstdint>

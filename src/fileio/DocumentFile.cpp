@@ -2,6 +2,12 @@
 #include "fileio/KpOFStream.h"
 #include "kpxml/KpXmlTree.h"
 
+// Document files are written in text mode: every line feed is stored as carriage return plus
+// line feed.
+int KpXmlTree::getOFStreamOpenMode() {
+    return KpOFStream::modeOut;
+}
+
 bool KpXmlTree::writeFile(const std::string& path, bool declaration) const {
     KpOFStream file(path.c_str(), getOFStreamOpenMode());
     std::ostream* out = file.getStream();

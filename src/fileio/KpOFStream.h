@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_FILEIO_KPOFSTREAM_H
-#define KPXML_SRC_FILEIO_KPOFSTREAM_H
+#ifndef KPXML_FILEIO_KPOFSTREAM_H
+#define KPXML_FILEIO_KPOFSTREAM_H
 
 #include <istream>
 #include <memory>

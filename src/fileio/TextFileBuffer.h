@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
-#define KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
+#ifndef KPXML_FILEIO_TEXTFILEBUFFER_H
+#define KPXML_FILEIO_TEXTFILEBUFFER_H
 
 #include <cstddef>
 #include <istream>
@@ -96,4 +96,4 @@ private:
 
 }  // namespace kpxml
 
-#endif  // KPXML_SRC_FILEIO_TEXTFILEBUFFER_H
+#endif  // KPXML_FILEIO_TEXTFILEBUFFER_H

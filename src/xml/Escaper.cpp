@@ -89,23 +89,5 @@ char* Escaper::write(char* out, const char* text, std::size_t size, bool allowEq
     return out;
 }
 
-std::string replaceQuotes(const std::string& text) {
-    static const std::string quotEntity = "&quot;";
-    std::string out;
-    std::size_t from = 0;
-    std::size_t match = text.find(quotEntity);
-    if (match == std::string::npos) return text;
-    out.reserve(text.size());
-    // Scanning the source instead of the copy gives the same result: the search resumes right
-    // after each replaced entity, and an inserted quote cannot start a new one.
-    while (match != std::string::npos) {
-        out.append(text, from, match - from);
-        out += '"';
-        from = match + quotEntity.size();
-        match = text.find(quotEntity, from);
-    }
-    out.append(text, from, std::string::npos);
-    return out;
-}
 
 }  // namespace kpxml

@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_ESCAPER_H
-#define KPXML_SRC_XML_ESCAPER_H
+#ifndef KPXML_XML_ESCAPER_H
+#define KPXML_XML_ESCAPER_H
 
 #include <array>
 #include <cstddef>
@@ -44,10 +44,6 @@ private:
     std::size_t longestReplacement = 1;
 };
 
-// The text with every "&quot;" replaced by one double quote. The search goes on after the inserted
-// quote, so "&amp;quot;" stays as it is and "&quot;&quot;" gives two quotes.
-std::string replaceQuotes(const std::string& text);
-
 }  // namespace kpxml
 
-#endif  // KPXML_SRC_XML_ESCAPER_H
+#endif  // KPXML_XML_ESCAPER_H

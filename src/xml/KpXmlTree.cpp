@@ -87,3 +87,11 @@ void KpXmlTree::setValue(double value, const char* format) {
 void KpXmlTree::remove(const std::string& name) {
     if (currentNode != nullptr) currentNode->remove(name);
 }
+
+void KpXmlTree::flush() {
+    if (currentNode != nullptr) currentNode->flush();
+}
+
+void KpXmlTree::flushRoot() {
+    if (root != nullptr) root->flush();
+}

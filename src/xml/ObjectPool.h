@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_OBJECTPOOL_H
-#define KPXML_SRC_XML_OBJECTPOOL_H
+#ifndef KPXML_XML_OBJECTPOOL_H
+#define KPXML_XML_OBJECTPOOL_H
 
 #include <cstddef>
 

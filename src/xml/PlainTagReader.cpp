@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/CodePage.h"
-#include "xml/Escaper.h"
+#include "xml/TagTokenizer.h"
 #include "xml/TextConvert.h"
 
 namespace kpxml {
@@ -35,11 +35,11 @@ bool appendReference(const std::string& name, const EntityMap& entities, bool in
     const int code = atoi(name);
     if (code <= 255) {
         const char byte = static_cast<char>(code);
-        if (inTag || !isEsc(byte)) target += byte;
+        if (inTag || !isTabOrLineBreak(byte)) target += byte;
         return true;
     }
     if (!wide) return false;
-    if (!inTag && isEsc(static_cast<char>(code & 0xFF))) return true;
+    if (!inTag && isTabOrLineBreak(static_cast<char>(code & 0xFF))) return true;
     appendConvertedUnit(target, static_cast<char16_t>(code & 0xFFFF));
     return true;
 }

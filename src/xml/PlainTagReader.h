@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_PLAINTAGREADER_H
-#define KPXML_SRC_XML_PLAINTAGREADER_H
+#ifndef KPXML_XML_PLAINTAGREADER_H
+#define KPXML_XML_PLAINTAGREADER_H
 
 #include <array>
 #include <cstddef>
@@ -11,7 +11,7 @@
 namespace kpxml {
 
 // Tab, line feed and carriage return: dropped from text outside tags.
-inline bool isEsc(char c) {
+inline bool isTabOrLineBreak(char c) {
     return c == '\t' || c == '\n' || c == '\r';
 }
 

@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_REALFORMAT_H
-#define KPXML_SRC_XML_REALFORMAT_H
+#ifndef KPXML_XML_REALFORMAT_H
+#define KPXML_XML_REALFORMAT_H
 
 #include <string>
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "xml/Escaper.h"
 
 namespace kpxml {
 
@@ -97,6 +96,25 @@ TagKind tokenizeTag(const std::string& tag, const SeparatorSet& separators, Pars
         p = closing + 1;
     }
     return TagKind::Element;
+}
+
+std::string replaceQuotes(const std::string& text) {
+    static const std::string quotEntity = "&quot;";
+    std::string out;
+    std::size_t from = 0;
+    std::size_t match = text.find(quotEntity);
+    if (match == std::string::npos) return text;
+    out.reserve(text.size());
+    // Scanning the source instead of the copy gives the same result: the search resumes right
+    // after each replaced entity, and an inserted quote cannot start a new one.
+    while (match != std::string::npos) {
+        out.append(text, from, match - from);
+        out += '"';
+        from = match + quotEntity.size();
+        match = text.find(quotEntity, from);
+    }
+    out.append(text, from, std::string::npos);
+    return out;
 }
 
 }  // namespace kpxml

@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_TAGTOKENIZER_H
-#define KPXML_SRC_XML_TAGTOKENIZER_H
+#ifndef KPXML_XML_TAGTOKENIZER_H
+#define KPXML_XML_TAGTOKENIZER_H
 
 #include <array>
 #include <string>
@@ -42,6 +42,10 @@ enum class TagKind {
 // of a tag that does not end in '/' sends the scan back to the tag's beginning once; the second
 // time the tag is Unreadable. Linear in the tag's length.
 TagKind tokenizeTag(const std::string& tag, const SeparatorSet& separators, ParsedTag& parsed);
+
+// The text with every "&quot;" replaced by one double quote. The search goes on after the inserted
+// quote, so "&amp;quot;" stays as it is and "&quot;&quot;" gives two quotes.
+std::string replaceQuotes(const std::string& text);
 
 }  // namespace kpxml
 

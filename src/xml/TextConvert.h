@@ -1,5 +1,5 @@
-#ifndef KPXML_SRC_XML_TEXTCONVERT_H
-#define KPXML_SRC_XML_TEXTCONVERT_H
+#ifndef KPXML_XML_TEXTCONVERT_H
+#define KPXML_XML_TEXTCONVERT_H
 
 #include <cstdint>
 #include <string>

@@ -204,7 +204,7 @@ private:
                 const char* stop = runEnd(p, end, endsText);
                 appendRun(levels[depth].text, p, stop);
                 p = stop;
-                if (p != end && kpxml::isEsc(*p)) {  // tab, line feed and carriage return leave no trace in text
+                if (p != end && kpxml::isTabOrLineBreak(*p)) {  // tab, line feed and carriage return leave no trace in text
                     ++p;
                     continue;
                 }

@@ -203,15 +203,3 @@ void KpXmlTree::putNode(std::ostream& out, const KpXmlData* node) const {
 void KpXmlTree::setIndent(const std::string& unit) {
     if (unit.empty() || unit == "\t" || unit.find_first_not_of(' ') == std::string::npos) indent = unit;
 }
-
-int KpXmlTree::getOFStreamOpenMode() {
-    return 2;
-}
-
-void KpXmlTree::flush() {
-    if (currentNode != nullptr) currentNode->flush();
-}
-
-void KpXmlTree::flushRoot() {
-    if (root != nullptr) root->flush();
-}
