@@ -220,7 +220,7 @@ double megabytes(std::size_t bytes) {
 // slots stay with the pools.
 std::size_t heapInUse() {
     std::size_t bytes = mallinfo2().uordblks;
-    for (const kpxml::ObjectPool* pool : {&kpxml::nodePool(), &kpxml::attributePool()}) {
+    for (const KpXml::detail::ObjectPool* pool : {&KpXml::detail::nodePool(), &KpXml::detail::attributePool()}) {
         bytes = bytes - pool->bytesReserved() + pool->bytesInUse();
     }
     return bytes;

@@ -48,9 +48,9 @@ struct Directory {
         root = pattern;
         fs::create_directory(root / "tmp");
         fs::create_directory(root / "dir");
-        kpxml::test::writeBytes((root / "readonly.xml").string(), kReadOnlyContent);
-        expect(kpxml::test::setReadOnly((root / "readonly.xml").string(), true));
-        kpxml::test::redirectTemporaryDirectory((root / "tmp").string() + "/");
+        KpXml::test::writeBytes((root / "readonly.xml").string(), kReadOnlyContent);
+        expect(KpXml::test::setReadOnly((root / "readonly.xml").string(), true));
+        KpXml::test::redirectTemporaryDirectory((root / "tmp").string() + "/");
         for (const char* name : {"a.xml", "b.xml", "readonly.xml", "dir", "missing/c.xml"}) {
             targets.push_back((root / name).string());
         }
@@ -68,7 +68,7 @@ struct Directory {
             if (name != "tmp" && name != "dir" && name != "readonly.xml") fs::remove_all(entry.path());
         }
         for (const fs::directory_entry& entry : fs::directory_iterator(root / "tmp")) fs::remove_all(entry.path());
-        expect(kpxml::test::readBytes((root / "readonly.xml").string()) == kReadOnlyContent);
+        expect(KpXml::test::readBytes((root / "readonly.xml").string()) == kReadOnlyContent);
         expect(fs::is_directory(root / "dir") && fs::is_empty(root / "dir"));
     }
 };
@@ -206,7 +206,7 @@ public:
     void expectCopied(int callsBefore) const {
         if (!usable()) return;
         expect(std::memchr(data, '\0', size) != nullptr);
-        if (kpxml::test::invalidParameterCalls != callsBefore) expect(data[0] == '\0');
+        if (KpXml::test::invalidParameterCalls != callsBefore) expect(data[0] == '\0');
     }
 
     char* data = nullptr;
@@ -255,9 +255,9 @@ void Session::call() {
         default: {
             // The handler goes back to the default (which aborts) and returns at once.
             const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(nullptr);
-            expect(previous == &kpxml::test::countInvalidParameter);
-            const KpXmlInvalidParameterHandler standard = KpXml_SetInvalidParameterHandler(&kpxml::test::countInvalidParameter);
-            expect(standard != nullptr && standard != &kpxml::test::countInvalidParameter);
+            expect(previous == &KpXml::test::countInvalidParameter);
+            const KpXmlInvalidParameterHandler standard = KpXml_SetInvalidParameterHandler(&KpXml::test::countInvalidParameter);
+            expect(standard != nullptr && standard != &KpXml::test::countInvalidParameter);
             break;
         }
     }
@@ -279,7 +279,7 @@ void Session::callGlobal(int op) {
         case 7:
         case 8: {
             const Buffer buffer(in);
-            const int calls = kpxml::test::invalidParameterCalls;
+            const int calls = KpXml::test::invalidParameterCalls;
             const int result = op == 7 ? XML_GetText(buffer.data, buffer.size, in.ConsumeBool() ? &length : nullptr)
                                        : XML_GetAttributeText(string(first), buffer.data, buffer.size,
                                                               in.ConsumeBool() ? &length : nullptr);
@@ -357,7 +357,7 @@ void Session::callTag(int op) {
             const Buffer buffer(in);
             int length = -7;
             int* lengthOut = in.ConsumeBool() ? &length : nullptr;
-            const int calls = kpxml::test::invalidParameterCalls;
+            const int calls = KpXml::test::invalidParameterCalls;
             const int result = op == 10 ? (XML_Get_Tag_Name(handle, buffer.data, buffer.size, lengthOut), 1)
                                         : XML_Get_Text(handle, buffer.data, buffer.size, lengthOut);
             if (unknown) expect(result == 0 || op == 10);
@@ -387,7 +387,7 @@ void Session::callTag(int op) {
             const Buffer buffer(in);
             int length = -7;
             int* lengthOut = in.ConsumeBool() ? &length : nullptr;
-            const int calls = kpxml::test::invalidParameterCalls;
+            const int calls = KpXml::test::invalidParameterCalls;
             XML_Get_Attribute(handle, string(first), buffer.data, buffer.size, lengthOut);
             buffer.expectCopied(calls);
             if (buffer.usable() && lengthOut != nullptr) expect(length == static_cast<int>(std::strlen(buffer.data)));
@@ -416,7 +416,7 @@ void Session::callTag(int op) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     directory();
-    KpXml_SetInvalidParameterHandler(&kpxml::test::countInvalidParameter);
+    KpXml_SetInvalidParameterHandler(&KpXml::test::countInvalidParameter);
     return 0;
 }
 

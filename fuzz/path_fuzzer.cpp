@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) return 0;
     const std::size_t pieceSize = data[0] == 255 ? size : std::size_t{data[0]} + 1;
     const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
-    const std::string difference = kpxml::testing::pathDifference(text, pieceSize);
+    const std::string difference = KpXml::test::pathDifference(text, pieceSize);
     if (!difference.empty()) {
         std::fprintf(stderr, "the two ways of reading tags differ: %s\n", difference.c_str());
         std::abort();

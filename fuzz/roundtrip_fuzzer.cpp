@@ -70,7 +70,7 @@ const std::string& savedFile() {
             const char* base = std::getenv("TMPDIR");
             root = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kpxml_roundtrip_fuzz.XXXXXX";
             expect(mkdtemp(root.data()) != nullptr);
-            kpxml::test::redirectTemporaryDirectory(root + "/");
+            KpXml::test::redirectTemporaryDirectory(root + "/");
             root += "/saved.xml";
         }
         ~Directory() { std::filesystem::remove_all(std::filesystem::path(root).parent_path()); }
@@ -88,7 +88,7 @@ std::string written(const KpXmlTree& document, bool throughFile) {
         return out.str();
     }
     expect(document.writeFile(savedFile(), true));
-    return kpxml::test::readBytes(savedFile());
+    return KpXml::test::readBytes(savedFile());
 }
 
 // The document read from text (or from the file it was saved to), written again.

@@ -4,7 +4,7 @@
 
 #include "xml/InvalidParameter.h"
 
-namespace kpxml::capi {
+namespace KpXml::detail::capi {
 
 bool copyBounded(char* buffer, std::size_t bufferSize, const char* text) {
     const std::size_t length = std::strlen(text);
@@ -24,4 +24,4 @@ int lengthInBuffer(const char* buffer, std::size_t bufferSize) {
     return static_cast<int>(length);
 }
 
-}  // namespace kpxml::capi
+}  // namespace KpXml::detail::capi

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace kpxml::capi {
+namespace KpXml::detail::capi {
 
 // Copies text (up to its terminator) with the terminator into buffer when it fits in bufferSize
 // bytes, and returns true. Otherwise, and for a null buffer or a size of 0, nothing is truncated:
@@ -14,6 +14,6 @@ bool copyBounded(char* buffer, std::size_t bufferSize, const char* text);
 // The length of the text in buffer, up to its terminator; 0 for a null buffer or a size of 0.
 int lengthInBuffer(const char* buffer, std::size_t bufferSize);
 
-}  // namespace kpxml::capi
+}  // namespace KpXml::detail::capi
 
 #endif

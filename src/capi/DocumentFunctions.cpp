@@ -7,8 +7,8 @@
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
 
-using kpxml::capi::CallLock;
-using kpxml::capi::state;
+using KpXml::detail::capi::CallLock;
+using KpXml::detail::capi::state;
 
 namespace {
 

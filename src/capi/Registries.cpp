@@ -2,7 +2,7 @@
 
 #include "xml/NodeLifetime.h"
 
-namespace kpxml::capi {
+namespace KpXml::detail::capi {
 
 KpXmlData* TagRegistry::find(int handle) const {
     if (handle <= 0 || static_cast<std::size_t>(handle) > nodes.size()) return nullptr;
@@ -127,4 +127,4 @@ ApiState& state() {
     return apiState;
 }
 
-}  // namespace kpxml::capi
+}  // namespace KpXml::detail::capi

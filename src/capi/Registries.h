@@ -14,7 +14,7 @@
 
 #include "kpxml/KpXmlTree.h"
 
-namespace kpxml::capi {
+namespace KpXml::detail::capi {
 
 // Element handles: 1, 2, 3 ... in the order nodes are registered, never reused. A handle whose
 // node was destroyed stays registered but answers as unknown, and never matches a node again.
@@ -112,6 +112,6 @@ inline KpXmlData* element(int tag) {
     return state().tags.find(tag);
 }
 
-}  // namespace kpxml::capi
+}  // namespace KpXml::detail::capi
 
 #endif

@@ -7,9 +7,9 @@
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
 
-using kpxml::capi::CallLock;
-using kpxml::capi::element;
-using kpxml::capi::state;
+using KpXml::detail::capi::CallLock;
+using KpXml::detail::capi::element;
+using KpXml::detail::capi::state;
 
 namespace {
 
@@ -102,8 +102,8 @@ KPXML_API int XML_Get_Number_Of_Children(int parent) {
 KPXML_API void XML_Get_Tag_Name(int tag, char* buffer, size_t bufferSize, int* length) {
     const CallLock lock;
     const KpXmlData* node = element(tag);
-    kpxml::capi::copyBounded(buffer, bufferSize, node != nullptr ? node->getName().c_str() : "");
-    if (length != nullptr) *length = kpxml::capi::lengthInBuffer(buffer, bufferSize);
+    KpXml::detail::capi::copyBounded(buffer, bufferSize, node != nullptr ? node->getName().c_str() : "");
+    if (length != nullptr) *length = KpXml::detail::capi::lengthInBuffer(buffer, bufferSize);
 }
 
 }  // extern "C"

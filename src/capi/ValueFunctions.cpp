@@ -11,9 +11,9 @@
 #include "xml/NodeLookup.h"
 #include "xml/TextConvert.h"
 
-using kpxml::capi::CallLock;
-using kpxml::capi::element;
-using kpxml::capi::state;
+using KpXml::detail::capi::CallLock;
+using KpXml::detail::capi::element;
+using KpXml::detail::capi::state;
 
 namespace {
 
@@ -46,7 +46,7 @@ std::string withLine(const std::string& text, const char* line) {
 
 }  // namespace
 
-using kpxml::attributeOf;
+using KpXml::detail::attributeOf;
 
 extern "C" {
 
@@ -72,7 +72,7 @@ KPXML_API int XML_GetText(char* buffer, size_t bufferSize, int* length) {
     const CallLock lock;
     const KpXmlData* node = currentNode();
     if (buffer == nullptr || node == nullptr) return 0;
-    kpxml::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
+    KpXml::detail::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
     if (length != nullptr) *length = static_cast<int>(node->getData().size());
     return 1;
 }
@@ -129,7 +129,7 @@ KPXML_API int XML_GetAttributeText(const char* name, char* buffer, size_t buffer
     if (name == nullptr || buffer == nullptr) return 0;
     const KpXmlAttributeData* attribute = attributeOf(currentNode(), name);
     if (attribute == nullptr) return 0;
-    kpxml::capi::copyBounded(buffer, bufferSize, attribute->getChar());
+    KpXml::detail::capi::copyBounded(buffer, bufferSize, attribute->getChar());
     if (length != nullptr) *length = static_cast<int>(attribute->getData().size());
     return 1;
 }
@@ -185,21 +185,21 @@ KPXML_API int XML_AddAttributeTextLine(const char* name, const char* line) {
 KPXML_API int XML_Get_Int(int tag) {
     const CallLock lock;
     const KpXmlData* node = element(tag);
-    return node != nullptr ? kpxml::atoi(node->getData()) : 0;
+    return node != nullptr ? KpXml::detail::atoi(node->getData()) : 0;
 }
 
 KPXML_API double XML_Get_Real(int tag) {
     const CallLock lock;
     const KpXmlData* node = element(tag);
-    return node != nullptr ? kpxml::atof(node->getData()) : 0.0;
+    return node != nullptr ? KpXml::detail::atof(node->getData()) : 0.0;
 }
 
 KPXML_API int XML_Get_Text(int tag, char* buffer, size_t bufferSize, int* length) {
     const CallLock lock;
     const KpXmlData* node = element(tag);
     if (node == nullptr) return 0;
-    kpxml::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
-    if (length != nullptr) *length = kpxml::capi::lengthInBuffer(buffer, bufferSize);
+    KpXml::detail::capi::copyBounded(buffer, bufferSize, node->getData().c_str());
+    if (length != nullptr) *length = KpXml::detail::capi::lengthInBuffer(buffer, bufferSize);
     return 1;
 }
 
@@ -232,8 +232,8 @@ KPXML_API void XML_Get_Attribute(int tag, const char* name, char* buffer, size_t
     if (name == nullptr || buffer == nullptr) return;
     const KpXmlAttributeData* attribute = attributeOf(element(tag), name);
     if (attribute == nullptr) return;
-    kpxml::capi::copyBounded(buffer, bufferSize, attribute->getChar());
-    if (length != nullptr) *length = kpxml::capi::lengthInBuffer(buffer, bufferSize);
+    KpXml::detail::capi::copyBounded(buffer, bufferSize, attribute->getChar());
+    if (length != nullptr) *length = KpXml::detail::capi::lengthInBuffer(buffer, bufferSize);
 }
 
 KPXML_API int XML_Get_Attribute_Int(int tag, const char* name) {

@@ -8,10 +8,10 @@
 
 namespace {
 
-using kpxml::TextFileBuffer;
-using kpxml::TextFileIStream;
-using kpxml::TextFileOStream;
-namespace platform = kpxml::platform;
+using KpXml::detail::TextFileBuffer;
+using KpXml::detail::TextFileIStream;
+using KpXml::detail::TextFileOStream;
+namespace platform = KpXml::detail::platform;
 
 // An input stream on path in text mode; in failed state when the file cannot be opened.
 std::unique_ptr<std::istream> openInput(const char* path) {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-namespace kpxml {
+namespace KpXml::detail {
 namespace {
 
 constexpr char kCarriageReturn = '\r';
@@ -185,4 +185,4 @@ TextFileBuffer::pos_type TextFileBuffer::seekpos(pos_type position, std::ios_bas
     return position;
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

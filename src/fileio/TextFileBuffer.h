@@ -9,7 +9,7 @@
 
 #include "platform/Files.h"
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // A stream buffer over a file, for the library's own files, giving the same bytes on every
 // platform. In text mode a line feed is written as carriage return plus line feed; on reading, a
@@ -94,6 +94,6 @@ private:
     TextFileBuffer fileBuffer;
 };
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif  // KPXML_FILEIO_TEXTFILEBUFFER_H

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <string>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 
 // Converts one byte of the ANSI code page to one UTF-16 unit (as MultiByteToWideChar with
 // MB_PRECOMPOSED and room for two units). Returns false when the byte cannot be converted on its
@@ -29,6 +29,6 @@ void ansiToUtf16(const char* bytes, std::size_t count, std::u16string& out);
 // text.
 bool ansiRoundTripsEveryByte();
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform
 
 #endif  // KPXML_PLATFORM_CODEPAGE_H

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 
 // The steps of a save that can fail, with the letter that stands for each in a recording.
 enum class FileStep : char {
@@ -33,6 +33,6 @@ public:
     static bool forcesOtherDevice();
 };
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform
 
 #endif  // KPXML_PLATFORM_FILEFAULTS_H

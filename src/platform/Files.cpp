@@ -9,7 +9,7 @@
 
 #include "platform/FileFaults.h"
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 constexpr std::size_t kCopyChunk = 64 * 1024;
@@ -134,4 +134,4 @@ bool replaceFile(const char* temporary, const char* target) {
     return false;
 }
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform

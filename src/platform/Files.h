@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <string>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 
 // Paths, temporary directory included, must be shorter than this many characters.
 constexpr std::size_t kMaxPathBuffer = 4096;
@@ -106,6 +106,6 @@ std::string directoryOf(const std::string& path);
 // nothing on Windows, where the move writes through).
 void syncDirectoryOf(const std::string& path);
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform
 
 #endif  // KPXML_PLATFORM_FILES_H

@@ -6,7 +6,7 @@
 #include "platform/CodePage.h"
 #include "xml/TextConvert.h"
 
-namespace kpxml {
+namespace KpXml::detail {
 
 namespace {
 
@@ -90,4 +90,4 @@ char* Escaper::write(char* out, const char* text, std::size_t size, bool allowEq
 }
 
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

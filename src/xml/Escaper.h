@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // The writer's text escaper. Each byte of a text passes unchanged when it belongs to the safe set
 // (space + , - . / 0-9 : A-Z _ a-z, and '=' when equals signs are allowed); any other byte becomes
@@ -44,6 +44,6 @@ private:
     std::size_t longestReplacement = 1;
 };
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif  // KPXML_XML_ESCAPER_H

@@ -21,10 +21,10 @@ KpXml_SetInvalidParameterHandler(KpXmlInvalidParameterHandler handler) {
     return currentHandler.exchange(handler != nullptr ? handler : &abortOnInvalidParameter);
 }
 
-namespace kpxml {
+namespace KpXml::detail {
 
 void raiseInvalidParameter() {
     currentHandler.load()();
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

@@ -1,12 +1,12 @@
 #ifndef KPXML_XML_INVALIDPARAMETER_H
 #define KPXML_XML_INVALIDPARAMETER_H
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Calls the process-wide invalid-parameter handler (by default: abort()). Returns when the
 // installed handler returns.
 void raiseInvalidParameter();
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

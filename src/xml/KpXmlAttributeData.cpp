@@ -11,11 +11,11 @@ KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std
 KpXmlAttributeData::~KpXmlAttributeData() = default;
 
 int KpXmlAttributeData::getInteger() const {
-    return kpxml::atoi(data);
+    return KpXml::detail::atoi(data);
 }
 
 double KpXmlAttributeData::getDouble() const {
-    return kpxml::atof(data);
+    return KpXml::detail::atof(data);
 }
 
 void KpXmlAttributeData::setName(const std::string& newName) {
@@ -39,9 +39,9 @@ bool KpXmlAttributeData::checkValue(double value, double tolerance) const {
 }
 
 void* KpXmlAttributeData::operator new(std::size_t size) {
-    return kpxml::attributePool().allocate(size);
+    return KpXml::detail::attributePool().allocate(size);
 }
 
 void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
-    kpxml::attributePool().release(object, size);
+    KpXml::detail::attributePool().release(object, size);
 }

@@ -18,7 +18,7 @@ namespace {
 // with the tree's depth.
 thread_local std::vector<KpXmlData*>* pendingDeletions = nullptr;
 
-std::atomic<kpxml::NodeDestroyedHook> nodeDestroyedHook{nullptr};
+std::atomic<KpXml::detail::NodeDestroyedHook> nodeDestroyedHook{nullptr};
 std::atomic<std::uint64_t> childListChanges{0};
 
 void childListChanged() {
@@ -47,7 +47,7 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
     : name(initialName), parent(initialParent), entityFlag(true), pointer(nullptr), expand(false) {}
 
 KpXmlData::~KpXmlData() {
-    if (const kpxml::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
+    if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
     flush();
 }
 
@@ -207,17 +207,17 @@ bool KpXmlData::removeAttribute(const std::string& attrName) {
 }
 
 void* KpXmlData::operator new(std::size_t size) {
-    return kpxml::nodePool().allocate(size);
+    return KpXml::detail::nodePool().allocate(size);
 }
 
 void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
-    kpxml::nodePool().release(object, size);
+    KpXml::detail::nodePool().release(object, size);
 }
 
-kpxml::NodeDestroyedHook kpxml::setNodeDestroyedHook(NodeDestroyedHook hook) {
+KpXml::detail::NodeDestroyedHook KpXml::detail::setNodeDestroyedHook(NodeDestroyedHook hook) {
     return nodeDestroyedHook.exchange(hook);
 }
 
-std::uint64_t kpxml::childListVersion() {
+std::uint64_t KpXml::detail::childListVersion() {
     return childListChanges.load(std::memory_order_relaxed);
 }

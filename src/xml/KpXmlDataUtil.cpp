@@ -6,8 +6,8 @@
 #include "xml/NodeLookup.h"
 #include "xml/TextConvert.h"
 
-using kpxml::attributeOf;
-using kpxml::childOf;
+using KpXml::detail::attributeOf;
+using KpXml::detail::childOf;
 
 int KpXmlDataUtil::getAttributeInt(const KpXmlData* node, const std::string& name) {
     return node != nullptr ? node->getAttributeInt(name) : -1;
@@ -60,15 +60,15 @@ void KpXmlDataUtil::readValToAttribute(const KpXmlData* node, const std::string&
 }
 
 void KpXmlDataUtil::readValToChild(const KpXmlData* node, const std::string& name, int& out) {
-    if (const KpXmlData* child = childOf(node, name)) out = kpxml::atoi(child->getData());
+    if (const KpXmlData* child = childOf(node, name)) out = KpXml::detail::atoi(child->getData());
 }
 
 void KpXmlDataUtil::readValToChild(const KpXmlData* node, const std::string& name, double& out) {
-    if (const KpXmlData* child = childOf(node, name)) out = kpxml::atof(child->getData());
+    if (const KpXmlData* child = childOf(node, name)) out = KpXml::detail::atof(child->getData());
 }
 
 void KpXmlDataUtil::readValToChild(const KpXmlData* node, const std::string& name, bool& out) {
-    if (const KpXmlData* child = childOf(node, name)) out = kpxml::atoi(child->getData()) != 0;
+    if (const KpXmlData* child = childOf(node, name)) out = KpXml::detail::atoi(child->getData()) != 0;
 }
 
 void KpXmlDataUtil::setChildData(KpXmlData* node, const std::string& name, double value, const char* format) {
@@ -100,7 +100,7 @@ void KpXmlDataUtil::setChildDataCheck(KpXmlData* node, const std::string& name, 
 
 KpXmlData* KpXmlDataUtil::openToAttribute(KpXmlData* node, const std::string& childName, const std::string& attrName,
                                           unsigned long long key) {
-    return openToAttribute(node, childName, attrName, static_cast<int>(kpxml::lowBitsAsInt(key)));
+    return openToAttribute(node, childName, attrName, static_cast<int>(KpXml::detail::lowBitsAsInt(key)));
 }
 
 KpXmlData* KpXmlDataUtil::openToAttribute(KpXmlData* node, const std::string& childName, const std::string& attrName,

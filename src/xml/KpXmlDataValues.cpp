@@ -14,14 +14,14 @@ namespace {
 // raising the invalid-parameter handler, when the format cannot print it.
 std::string formattedReal(double value, const char* format) {
     std::string text;
-    if (!kpxml::formatReal(value, format, text)) {
-        kpxml::raiseInvalidParameter();
+    if (!KpXml::detail::formatReal(value, format, text)) {
+        KpXml::detail::raiseInvalidParameter();
         return std::string();
     }
     std::size_t first = 0;
     std::size_t last = text.size();
-    while (first < last && kpxml::isSpace(text[first])) ++first;
-    while (last > first && kpxml::isSpace(text[last - 1])) --last;
+    while (first < last && KpXml::detail::isSpace(text[first])) ++first;
+    while (last > first && KpXml::detail::isSpace(text[last - 1])) --last;
     return text.substr(first, last - first);
 }
 
@@ -37,11 +37,11 @@ bool readFound(const KpXmlAttributeData* attribute, Out& out, Read read) {
 }  // namespace
 
 std::string KpXmlData::toString(const int& value) {
-    return kpxml::intToText(value);
+    return KpXml::detail::intToText(value);
 }
 
 std::string KpXmlData::toString(const double& value) {
-    return kpxml::realToText(value);
+    return KpXml::detail::realToText(value);
 }
 
 const std::string& KpXmlData::toString(const std::string& value) {
@@ -74,7 +74,7 @@ void KpXmlData::setData(int value) {
 }
 
 void KpXmlData::setData(unsigned long long value) {
-    setData(toString(kpxml::lowBitsAsInt(value)));
+    setData(toString(KpXml::detail::lowBitsAsInt(value)));
 }
 
 void KpXmlData::setData(double value) {
@@ -87,7 +87,7 @@ void KpXmlData::setData(double value, const char* format) {
 
 // --- Attributes ------------------------------------------------------------------------------
 
-KpXmlAttributeData& kpxml::storeAttribute(KpXmlData& node, KpXmlAttributeData* found, const std::string& name,
+KpXmlAttributeData& KpXml::detail::storeAttribute(KpXmlData& node, KpXmlAttributeData* found, const std::string& name,
                                           const std::string& value, bool entity) {
     KpXmlAttributeData* attribute = found;
     if (attribute == nullptr) {
@@ -102,7 +102,7 @@ KpXmlAttributeData& kpxml::storeAttribute(KpXmlData& node, KpXmlAttributeData* f
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, const std::string& value, bool entity) {
-    kpxml::storeAttribute(*this, findAttribute(attrName), attrName, value, entity);
+    KpXml::detail::storeAttribute(*this, findAttribute(attrName), attrName, value, entity);
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, int value, bool entity) {
@@ -110,11 +110,11 @@ void KpXmlData::setAttribute(const std::string& attrName, int value, bool entity
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, long value, bool entity) {
-    setAttribute(attrName, toString(kpxml::lowBitsAsInt(static_cast<unsigned long long>(value))), entity);
+    setAttribute(attrName, toString(KpXml::detail::lowBitsAsInt(static_cast<unsigned long long>(value))), entity);
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, unsigned long long value, bool entity) {
-    setAttribute(attrName, toString(kpxml::lowBitsAsInt(value)), entity);
+    setAttribute(attrName, toString(KpXml::detail::lowBitsAsInt(value)), entity);
 }
 
 void KpXmlData::setAttribute(const std::string& attrName, double value) {
@@ -151,7 +151,7 @@ bool KpXmlData::findAttributeInt(const std::string& attrName, int& out) const {
 
 bool KpXmlData::findAttributeLong(const std::string& attrName, long& out) const {
     return readFound(findAttribute(attrName), out,
-                     [](const KpXmlAttributeData& attribute) { return kpxml::truncateToInt(attribute.getDouble()); });
+                     [](const KpXmlAttributeData& attribute) { return KpXml::detail::truncateToInt(attribute.getDouble()); });
 }
 
 bool KpXmlData::findAttributeDouble(const std::string& attrName, double& out) const {
@@ -173,12 +173,12 @@ bool KpXmlData::findAttributeString(const std::string& attrName, std::string& ou
 
 int KpXmlData::getChildInt(const std::string& childName) const {
     const KpXmlData* child = findChild(childName);
-    return child != nullptr ? kpxml::atoi(child->data) : 0;
+    return child != nullptr ? KpXml::detail::atoi(child->data) : 0;
 }
 
 double KpXmlData::getChildDouble(const std::string& childName) const {
     const KpXmlData* child = findChild(childName);
-    return child != nullptr ? kpxml::atof(child->data) : 0.0;
+    return child != nullptr ? KpXml::detail::atof(child->data) : 0.0;
 }
 
 std::string KpXmlData::getChildString(const std::string& childName) const {

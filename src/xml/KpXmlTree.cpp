@@ -5,7 +5,7 @@
 KpXmlTree::KpXmlTree()
     : root(nullptr),
       currentNode(nullptr),
-      escapeMap(kpxml::Escaper::defaultMap()),
+      escapeMap(KpXml::detail::Escaper::defaultMap()),
       // "quot" stays "&quot;" so that it cannot end a quoted attribute value; the tag tokenizer
       // turns it into a double quote once the value has been cut out.
       entityMap{{"x000a", "\n"}, {"lt", "<"}, {"gt", ">"}, {"amp", "&"}, {"quot", "&quot;"}, {"apos", "'"}},

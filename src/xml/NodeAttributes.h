@@ -6,7 +6,7 @@
 class KpXmlAttributeData;
 class KpXmlData;
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Gives attribute found of node the value and the entity flag; when found is null, appends a new
 // attribute named name to node instead, without looking for one of that name (the caller has
@@ -14,6 +14,6 @@ namespace kpxml {
 KpXmlAttributeData& storeAttribute(KpXmlData& node, KpXmlAttributeData* found, const std::string& name,
                                    const std::string& value, bool entity);
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

@@ -5,7 +5,7 @@
 
 class KpXmlData;
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Called at the start of every node's destruction, so that others that refer to nodes by
 // address (the C interface's tag handles) learn that a node is gone.
@@ -19,6 +19,6 @@ NodeDestroyedHook setNodeDestroyedHook(NodeDestroyedHook hook);
 // index of children by name stays valid.
 std::uint64_t childListVersion();
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

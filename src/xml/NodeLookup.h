@@ -6,7 +6,7 @@
 #include "kpxml/KpXmlData.h"
 
 // Lookups that accept a null node, for the helpers and C functions that take node pointers.
-namespace kpxml {
+namespace KpXml::detail {
 
 // The node's first attribute called name; null when node is null or has no such attribute.
 inline const KpXmlAttributeData* attributeOf(const KpXmlData* node, const std::string& name) {
@@ -18,6 +18,6 @@ inline const KpXmlData* childOf(const KpXmlData* node, const std::string& name) 
     return node != nullptr ? node->findChild(name) : nullptr;
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

@@ -12,7 +12,7 @@
 #include <sanitizer/asan_interface.h>
 #endif
 
-namespace kpxml {
+namespace KpXml::detail {
 namespace {
 
 // Free slots travel between threads and the shared store in batches of this many.
@@ -200,4 +200,4 @@ ObjectPool& attributePool() {
     return pools[1];
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Memory for the library's many small objects of one size (nodes, attributes): slots carved from
 // large blocks, recycled through a per-thread free list, so that building and destroying a tree
@@ -32,6 +32,6 @@ public:
 ObjectPool& nodePool();
 ObjectPool& attributePool();
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

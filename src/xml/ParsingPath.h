@@ -1,7 +1,7 @@
 #ifndef KPXML_XML_PARSINGPATH_H
 #define KPXML_XML_PARSINGPATH_H
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // The parser reads ordinary tags straight from its input and hands every other tag to the
 // step-by-step tokenizer. While an object of this class lives, parses on its thread hand every
@@ -20,6 +20,6 @@ private:
     bool previous;
 };
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

@@ -6,7 +6,7 @@
 #include "xml/TagTokenizer.h"
 #include "xml/TextConvert.h"
 
-namespace kpxml {
+namespace KpXml::detail {
 
 namespace {
 
@@ -141,4 +141,4 @@ const char* PlainTagReader::read(const char* p, const char* end, PlainTag& tag) 
     }
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

@@ -8,7 +8,7 @@
 #include <vector>
 
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Tab, line feed and carriage return: dropped from text outside tags.
 inline bool isTabOrLineBreak(char c) {
@@ -96,6 +96,6 @@ private:
     std::string referenceName;
 };
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

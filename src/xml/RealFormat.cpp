@@ -6,7 +6,7 @@
 
 #include "xml/TextConvert.h"
 
-namespace kpxml {
+namespace KpXml::detail {
 namespace {
 
 // Precision beyond which "%g" prints the same digits: no double has more significant decimal
@@ -189,4 +189,4 @@ std::string realToText(double value) {
     return renderField(value, conversion);
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

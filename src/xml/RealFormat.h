@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // Longest text a formatted real may have (a 1024-character buffer with its terminator).
 constexpr std::size_t maxFormattedRealLength = 1023;
@@ -19,6 +19,6 @@ bool formatReal(double value, const char* format, std::string& out);
 // The value as printf "%.20g" prints it, with exact digits.
 std::string realToText(double value);
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

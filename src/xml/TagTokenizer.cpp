@@ -4,7 +4,7 @@
 #include <cstring>
 
 
-namespace kpxml {
+namespace KpXml::detail {
 
 SeparatorSet::SeparatorSet(const std::string& separators) {
     for (const char c : separators) members[static_cast<unsigned char>(c)] = true;
@@ -117,4 +117,4 @@ std::string replaceQuotes(const std::string& text) {
     return out;
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace kpxml {
+namespace KpXml::detail {
 
 // The characters that separate the parts of a tag.
 class SeparatorSet {
@@ -47,6 +47,6 @@ TagKind tokenizeTag(const std::string& tag, const SeparatorSet& separators, Pars
 // quote, so "&amp;quot;" stays as it is and "&quot;&quot;" gives two quotes.
 std::string replaceQuotes(const std::string& text);
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-namespace kpxml {
+namespace KpXml::detail {
 namespace {
 
 const char* skipSpace(const char* p) {
@@ -126,4 +126,4 @@ std::string intToText(int value) {
     return std::string(buffer, result.ptr);
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

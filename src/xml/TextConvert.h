@@ -6,7 +6,7 @@
 
 // The number conversions every part of the library uses, with the same results on every platform
 // and in every locale.
-namespace kpxml {
+namespace KpXml::detail {
 
 // White space as the "C" locale's isspace: space, \t, \n, \v, \f, \r.
 inline bool isSpace(char c) {
@@ -44,6 +44,6 @@ std::int32_t truncateToInt(double value);
 // Decimal text of value.
 std::string intToText(int value);
 
-}  // namespace kpxml
+}  // namespace KpXml::detail
 
 #endif

@@ -23,7 +23,7 @@ namespace {
 
 // Sets the attributes of a tag on a node: an attribute of the same name is updated in place,
 // others are appended. Nodes with many attributes get an index, so that a tag costs linear time.
-void applyAttributes(KpXmlData& node, const kpxml::ParsedTag& parsed) {
+void applyAttributes(KpXmlData& node, const KpXml::detail::ParsedTag& parsed) {
     constexpr std::size_t directLimit = 8;
     std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
     attributes.reserve(attributes.size() + parsed.attributeCount);
@@ -38,11 +38,11 @@ void applyAttributes(KpXmlData& node, const kpxml::ParsedTag& parsed) {
         if (attribute != nullptr) byName.emplace(attribute->getName(), attribute);
     }
     for (std::size_t i = 0; i < parsed.attributeCount; ++i) {
-        const kpxml::TagAttribute& read = parsed.attributes[i];
+        const KpXml::detail::TagAttribute& read = parsed.attributes[i];
         const auto found = byName.find(read.name);
         const bool isNew = found == byName.end();
         KpXmlAttributeData& stored =
-            kpxml::storeAttribute(node, isNew ? nullptr : found->second, read.name, read.value, true);
+            KpXml::detail::storeAttribute(node, isNew ? nullptr : found->second, read.name, read.value, true);
         if (isNew) byName.emplace(stored.getName(), &stored);
     }
 }
@@ -50,7 +50,7 @@ void applyAttributes(KpXmlData& node, const kpxml::ParsedTag& parsed) {
 class StreamParser {
 public:
     // stepByStep: every tag goes through the tokenizer, none is read directly.
-    StreamParser(KpXmlData& root, const kpxml::EntityMap& entityMap, const std::string& separators, bool stepByStep)
+    StreamParser(KpXmlData& root, const KpXml::detail::EntityMap& entityMap, const std::string& separators, bool stepByStep)
         : entities(entityMap),
           separatorSet(separators),
           plainTagReader(separators, entityMap),
@@ -181,13 +181,13 @@ private:
                 if (semicolon == nullptr) return nullptr;
                 p = semicolon + 1;
                 inEntity = false;
-                kpxml::appendReference(entity, entities, inTag, true, inTag ? tag : levels[depth].text);
+                KpXml::detail::appendReference(entity, entities, inTag, true, inTag ? tag : levels[depth].text);
                 continue;
             }
             if (entityStart) {
                 // Everything after '&' up to the next '#', 'a', 'g', 'l' or 'q' is dropped; that
                 // byte starts the entity ('#' itself is not kept).
-                while (p != end && !kpxml::startsReference(*p)) ++p;
+                while (p != end && !KpXml::detail::startsReference(*p)) ++p;
                 if (p == end) return nullptr;
                 entityStart = false;
                 inEntity = true;
@@ -204,7 +204,7 @@ private:
                 const char* stop = runEnd(p, end, endsText);
                 appendRun(levels[depth].text, p, stop);
                 p = stop;
-                if (p != end && kpxml::isTabOrLineBreak(*p)) {  // tab, line feed and carriage return leave no trace in text
+                if (p != end && KpXml::detail::isTabOrLineBreak(*p)) {  // tab, line feed and carriage return leave no trace in text
                     ++p;
                     continue;
                 }
@@ -254,9 +254,9 @@ private:
         auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength));
         created->getAttributes().reserve(plainTag.attributeCount);
         for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
-            const kpxml::PlainTag::Attribute& attribute = plainTag.attributes[i];
+            const KpXml::detail::PlainTag::Attribute& attribute = plainTag.attributes[i];
             // The reader has made sure that the names differ.
-            kpxml::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength), attribute.value,
+            KpXml::detail::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength), attribute.value,
                                   true);
         }
         KpXmlData* element = created.get();
@@ -290,9 +290,9 @@ private:
         // Only an element whose name is still empty (the fresh root) takes a tag's name and
         // attributes itself; others get a new child.
         const bool intoParent = parent->getName().empty();
-        const kpxml::TagKind kind = tag.empty() ? kpxml::TagKind::Unreadable : kpxml::tokenizeTag(tag, separatorSet, parsed);
+        const KpXml::detail::TagKind kind = tag.empty() ? KpXml::detail::TagKind::Unreadable : KpXml::detail::tokenizeTag(tag, separatorSet, parsed);
         tag.clear();
-        if (kind == kpxml::TagKind::Unreadable || (kind == kpxml::TagKind::Blank && !intoParent)) {
+        if (kind == KpXml::detail::TagKind::Unreadable || (kind == KpXml::detail::TagKind::Blank && !intoParent)) {
             return;  // ignored whole
         }
 
@@ -301,10 +301,10 @@ private:
         if (!intoParent) {
             created = std::make_unique<KpXmlData>(parsed.name);
             element = created.get();
-        } else if (kind == kpxml::TagKind::Element) {
+        } else if (kind == KpXml::detail::TagKind::Element) {
             element->setName(parsed.name);
         }
-        if (kind == kpxml::TagKind::Element) applyAttributes(*element, parsed);
+        if (kind == KpXml::detail::TagKind::Element) applyAttributes(*element, parsed);
         placeElement(element, std::move(created), parsed.open,
                      element->getName().find_first_of("&<") == std::string::npos);
     }
@@ -357,15 +357,15 @@ private:
         pendingChildren.resize(level.firstChild);
     }
 
-    const kpxml::EntityMap& entities;
-    kpxml::SeparatorSet separatorSet;
-    kpxml::PlainTagReader plainTagReader;
+    const KpXml::detail::EntityMap& entities;
+    KpXml::detail::SeparatorSet separatorSet;
+    KpXml::detail::PlainTagReader plainTagReader;
     const bool readPlainTags;
     std::vector<Level> levels;
     std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
     std::size_t depth = 0;  // the index in levels of the element being read
-    kpxml::ParsedTag parsed;
-    kpxml::PlainTag plainTag;
+    KpXml::detail::ParsedTag parsed;
+    KpXml::detail::PlainTag plainTag;
     std::string tag;
     std::string entity;
     bool inTag = false;
@@ -384,7 +384,7 @@ void KpXmlTree::buildOfStream(std::istream& in) {
     in.seekg(0);
     if (in.fail()) return;
 
-    StreamParser parser(*root, entityMap, separators, kpxml::StepByStepParsing::selected());
+    StreamParser parser(*root, entityMap, separators, KpXml::detail::StepByStepParsing::selected());
     const bool documentEnded = parser.run(*in.rdbuf());
     if (parser.streamError) {
         // As a failing get() would: the stream turns bad, and the error surfaces only when the
@@ -400,7 +400,7 @@ void KpXmlTree::buildOfStream(std::istream& in) {
     }
 }
 
-namespace kpxml {
+namespace KpXml::detail {
 
 namespace {
 thread_local bool stepByStepSelected = false;
@@ -418,4 +418,4 @@ bool StepByStepParsing::selected() {
     return stepByStepSelected;
 }
 
-}  // namespace kpxml
+}  // namespace KpXml::detail

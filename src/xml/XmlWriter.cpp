@@ -71,7 +71,7 @@ private:
 class NodeWriter {
 public:
     NodeWriter(std::ostream& stream, const std::string& indentUnit, const std::map<char, std::string>& entities)
-        : out(stream), indent(indentUnit), escaper(kpxml::Escaper::forMap(entities, ownEscaper)) {}
+        : out(stream), indent(indentUnit), escaper(KpXml::detail::Escaper::forMap(entities, ownEscaper)) {}
 
     void write(const KpXmlData* top) {
         const std::size_t topDepth = indent.empty() ? 0 : countAncestors(top);
@@ -177,8 +177,8 @@ private:
 
     std::ostream& out;
     const std::string& indent;
-    std::optional<kpxml::Escaper> ownEscaper;
-    const kpxml::Escaper& escaper;
+    std::optional<KpXml::detail::Escaper> ownEscaper;
+    const KpXml::detail::Escaper& escaper;
     LineBuffer line;
     std::string indentRun;
     std::vector<Frame> stack;

@@ -20,8 +20,8 @@ namespace {
 
 using CopyCall = std::function<void(char*, size_t, int*)>;
 const std::string declaration = "<?xml version=\"1.0\"?>\r\n";
-using kpxml::test::countInvalidParameter;
-int& handlerCalls = kpxml::test::invalidParameterCalls;
+using KpXml::test::countInvalidParameter;
+int& handlerCalls = KpXml::test::invalidParameterCalls;
 
 // What copy leaves in a buffer of 64 bytes that held "unchanged".
 std::string copied(const CopyCall& copy) {
@@ -54,11 +54,11 @@ protected:
         return ::testing::UnitTest::GetInstance()->current_test_info()->name() + ("_" + suffix);
     }
     std::string file(const std::string& suffix) {
-        const std::string name = "kpxml_" + std::to_string(kpxml::test::processId()) + "_" + unique(suffix);
+        const std::string name = "kpxml_" + std::to_string(KpXml::test::processId()) + "_" + unique(suffix);
         return files.emplace_back((std::filesystem::temp_directory_path() / name).string());
     }
     std::string readBack(bool written) {  // the bytes of the last file named
-        return written ? kpxml::test::readBytes(files.back()) : "(not written)";
+        return written ? KpXml::test::readBytes(files.back()) : "(not written)";
     }
     std::string written() {
         XML_Write_Tree(tree, file("tree.xml").c_str());

@@ -15,7 +15,7 @@ TEST(ChildNameIndex, ForgetsAChildDestroyedThroughAChildListHeldFromBefore) {
     const int root = XML_Create_Root_Tag(tree, "r");
     for (int i = 0; i < 100; ++i) XML_Add_Child_Tag(root, ("c" + std::to_string(i)).c_str());
     const int second = XML_Add_Child_Tag(root, "c7");
-    std::vector<KpXmlData*>& children = kpxml::capi::element(root)->getChildren();
+    std::vector<KpXmlData*>& children = KpXml::detail::capi::element(root)->getChildren();
     ASSERT_EQ(XML_Find_Child_Tag(root, "c7"), root + 8);
     ASSERT_EQ(XML_Find_Child_Tag(root, "c7"), root + 8);  // the second search in a row builds the index
     delete children[7];

@@ -91,9 +91,9 @@ TEST(ConcurrentCalls, ThreadsOnOwnTreesOnASharedTreeAndOnTheGlobalDocument) {
     // Every thread's opens and closes took turns whole: the global document is back at its root,
     // with one element t for each open.
     const std::string path = (std::filesystem::temp_directory_path() /
-                              ("kpxml_concurrent_" + std::to_string(kpxml::test::processId()) + ".xml")).string();
+                              ("kpxml_concurrent_" + std::to_string(KpXml::test::processId()) + ".xml")).string();
     ASSERT_EQ(XML_SetText("end") + XML_WriteFile(path.c_str()), 2);
-    const std::string written = kpxml::test::readBytes(path);
+    const std::string written = KpXml::test::readBytes(path);
     std::remove(path.c_str());
     std::size_t elements = 0;
     for (std::size_t at = written.find("<t"); at != std::string::npos; at = written.find("<t", at + 1)) ++elements;

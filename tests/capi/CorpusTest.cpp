@@ -19,8 +19,8 @@ namespace {
 // The attribute names the corpus uses: the C interface reads attributes only by name.
 const char* const attributeNames[] = {"a", "id", "k", "m", "n", "name", "q", "r", "v", "w", "x", "y"};
 
-using kpxml::test::quoted;
-using kpxml::test::readBytes;
+using KpXml::test::quoted;
+using KpXml::test::readBytes;
 
 // One line for the element, then its text, its non-empty attributes of the list and its children.
 void dump(int tag, const std::string& indent, std::string& out) {
@@ -46,7 +46,7 @@ class Corpus : public ::testing::TestWithParam<const char*> {};
 TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
     const std::string base = std::string(KPXML_CORPUS_DIR) + "/" + GetParam();
     ASSERT_FALSE(readBytes(base + ".xml").empty()) << "cannot read " << base << ".xml";
-    const std::string name = "kpxml_corpus_" + std::to_string(kpxml::test::processId()) + "_" + GetParam() + ".xml";
+    const std::string name = "kpxml_corpus_" + std::to_string(KpXml::test::processId()) + "_" + GetParam() + ".xml";
     const std::string written = (std::filesystem::temp_directory_path() / name).string();
 
     const int tree = XML_Get_Tree((std::string("corpus/") + GetParam()).c_str());
@@ -60,8 +60,8 @@ TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
 
     const char* update = std::getenv("KPXML_UPDATE_CORPUS");
     if (update != nullptr && std::string(update) == "1") {
-        kpxml::test::writeBytes(base + ".dump", dumped);
-        kpxml::test::writeBytes(base + ".written", writtenBytes);
+        KpXml::test::writeBytes(base + ".dump", dumped);
+        KpXml::test::writeBytes(base + ".written", writtenBytes);
     }
     EXPECT_EQ(dumped, readBytes(base + ".dump"));
     EXPECT_EQ(writtenBytes, readBytes(base + ".written"));

@@ -21,10 +21,10 @@
 
 namespace {
 
-namespace platform = kpxml::platform;
-using kpxml::TextFileBuffer;
+namespace platform = KpXml::detail::platform;
+using KpXml::detail::TextFileBuffer;
 
-using kpxml::test::readBytes;
+using KpXml::test::readBytes;
 
 std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
 
@@ -42,11 +42,11 @@ protected:
     void TearDown() override {
         for (const std::string& path : files) {
             if (!std::filesystem::exists(path)) continue;
-            kpxml::test::setReadOnly(path, false);
+            KpXml::test::setReadOnly(path, false);
             EXPECT_EQ(std::remove(path.c_str()), 0) << path;
         }
     }
-    void store(const std::string& bytes) { kpxml::test::writeBytes(target, bytes); }
+    void store(const std::string& bytes) { KpXml::test::writeBytes(target, bytes); }
     // Writes text to path through a KpOFStream; returns the temporary file's name.
     std::string write(const std::string& path, int mode, const std::string& text) {
         KpOFStream out(path.c_str(), mode);
@@ -90,7 +90,7 @@ TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFi
     EXPECT_EQ(readBytes(temporary), "<doc/>\r\n");
 
     store("old\r\n");
-    ASSERT_TRUE(kpxml::test::setReadOnly(target, true));  // POSIX: no write bits
+    ASSERT_TRUE(KpXml::test::setReadOnly(target, true));  // POSIX: no write bits
     const std::string kept = write(target, KpOFStream::modeOut, "new\nlines\n");
     EXPECT_EQ(readBytes(target), "old\r\n");
     EXPECT_EQ(readBytes(kept), "new\r\nlines\r\n");
@@ -113,11 +113,11 @@ TEST_F(SafeFileTest, WriterCutOffByAnExceptionKeepsTheOldTarget) {
 
 TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
     for (const std::string& unusable : {reserved + ".missing", directory + std::string(4100, 'd')}) {
-        const kpxml::test::SavedVariables saved = kpxml::test::redirectTemporaryDirectory(unusable);
+        const KpXml::test::SavedVariables saved = KpXml::test::redirectTemporaryDirectory(unusable);
         const KpOFStream out(target.c_str(), KpOFStream::modeOut);
         EXPECT_EQ(out.getStream(), nullptr);
         EXPECT_EQ(out.getTemporaryPath() + out.getTargetPath(), "");
-        kpxml::test::restoreVariables(saved);
+        KpXml::test::restoreVariables(saved);
         std::string restored;
         ASSERT_TRUE(platform::getTemporaryDirectory(restored));
         EXPECT_EQ(restored, directory);

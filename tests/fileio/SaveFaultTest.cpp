@@ -29,9 +29,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-using kpxml::platform::FileFaults;
-using kpxml::test::readBytes;
-using kpxml::test::writeBytes;
+using KpXml::detail::platform::FileFaults;
+using KpXml::test::readBytes;
+using KpXml::test::writeBytes;
 using Clock = std::chrono::steady_clock;
 
 long fromEnvironment(const char* name, long fallback) {
@@ -42,7 +42,7 @@ long fromEnvironment(const char* name, long fallback) {
 class SaveFaultTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        const std::string unique = "kpxml_save_" + std::to_string(kpxml::test::processId()) + "_" +
+        const std::string unique = "kpxml_save_" + std::to_string(KpXml::test::processId()) + "_" +
                                    ::testing::UnitTest::GetInstance()->current_test_info()->name();
         root = fs::temp_directory_path() / unique;
         const char* targetRoot = std::getenv("KPXML_SAVE_TARGET_DIRECTORY");
@@ -50,11 +50,11 @@ protected:
         temporary = root / "tmp";
         fs::create_directories(targets);
         fs::create_directories(temporary);
-        saved = kpxml::test::redirectTemporaryDirectory((temporary / "").string());
+        saved = KpXml::test::redirectTemporaryDirectory((temporary / "").string());
         target = (targets / "target.xml").string();
     }
     void TearDown() override {
-        kpxml::test::restoreVariables(saved);
+        KpXml::test::restoreVariables(saved);
         XML_Stop();
         fs::remove_all(targets);
         fs::remove_all(root);
@@ -69,14 +69,14 @@ protected:
     }
     // Runs the saver program (SaveHelper.cpp) to its end; returns its exit code.
     static int runSaver(const std::string& path, const std::string& letters, long saves, long kilobytes) {
-        kpxml::test::ChildProcess saver;
+        KpXml::test::ChildProcess saver;
         if (!saver.start(KPXML_SAVER, {path, letters, std::to_string(saves), std::to_string(kilobytes)})) return -2;
         return saver.wait();
     }
 
     fs::path root, targets, temporary;
     std::string target;
-    kpxml::test::SavedVariables saved;
+    KpXml::test::SavedVariables saved;
 };
 
 TEST_F(SaveFaultTest, EveryFailingStepLeavesTheOldTargetAndOnlyACompleteTemporaryFile) {
@@ -184,7 +184,7 @@ TEST_F(SaveFaultTest, KilledSaverLeavesTheCompleteOldOrNewDocument) {
     long missing = 0, corrupt = 0, old = 0, changed = 0;
     for (long kill = 0; kill < kills; ++kill) {
         const std::string before = readBytes(target);
-        kpxml::test::ChildProcess saver;
+        KpXml::test::ChildProcess saver;
         ASSERT_TRUE(saver.start(KPXML_SAVER, {target, kill % 2 == 0 ? "ab" : "ba", "0", std::to_string(kilobytes)}));
         std::this_thread::sleep_for(startup + Clock::duration(during(random)));
         saver.kill();

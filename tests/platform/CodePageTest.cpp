@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 std::string toAnsi(const std::u16string& text) {
@@ -51,4 +51,4 @@ TEST(CodePageTest, UnitsWithoutAByteTakeABestFitOrAQuestionMark) {
 }
 
 }  // namespace
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform

@@ -16,7 +16,7 @@
 #include "kpxml/KpXmlTree.h"
 #include "xml/ParsingPath.h"
 
-namespace kpxml::testing {
+namespace KpXml::test {
 
 // A stream buffer that hands out a text in pieces of at most pieceSize bytes, as a pipe might, so
 // that tags and references straddle the pieces the parser reads.
@@ -121,7 +121,7 @@ inline std::string pathDifference(const std::string& text, std::size_t pieceSize
     ParseOutcome stepByStep;
     parseInto(direct, text, pieceSize);
     {
-        const StepByStepParsing reference;
+        const detail::StepByStepParsing reference;
         parseInto(stepByStep, text, pieceSize);
     }
     if (direct.position != stepByStep.position) {
@@ -131,6 +131,6 @@ inline std::string pathDifference(const std::string& text, std::size_t pieceSize
     return treeDifference(direct.tree.getRoot(), stepByStep.tree.getRoot());
 }
 
-}  // namespace kpxml::testing
+}  // namespace KpXml::test
 
 #endif

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-namespace kpxml::test {
+namespace KpXml::test {
 
 int processId() { return static_cast<int>(::getpid()); }
 
@@ -73,4 +73,4 @@ int ChildProcess::wait() {
     return result > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-}  // namespace kpxml::test
+}  // namespace KpXml::test

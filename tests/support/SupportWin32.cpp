@@ -4,7 +4,7 @@
 
 #include "platform/win32/WindowsApi.h"
 
-namespace kpxml::test {
+namespace KpXml::test {
 namespace {
 
 HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
@@ -79,4 +79,4 @@ int ChildProcess::wait() {
     return known && code != kKilledExitCode ? static_cast<int>(code) : -1;
 }
 
-}  // namespace kpxml::test
+}  // namespace KpXml::test

@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-namespace kpxml::test {
+namespace KpXml::test {
 
 std::string readBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -32,4 +32,4 @@ std::string shown(const std::string& text) {
 
 std::string quoted(const std::string& text) { return '"' + shown(text) + '"'; }
 
-}  // namespace kpxml::test
+}  // namespace KpXml::test

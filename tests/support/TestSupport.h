@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace kpxml::test {
+namespace KpXml::test {
 
 // The bytes of the file at path; empty when it cannot be read.
 std::string readBytes(const std::string& path);
@@ -75,6 +75,6 @@ private:
     std::intptr_t process = -1;  // a process id or a process handle
 };
 
-}  // namespace kpxml::test
+}  // namespace KpXml::test
 
 #endif  // KPXML_TESTS_SUPPORT_TESTSUPPORT_H

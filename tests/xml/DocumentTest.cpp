@@ -12,7 +12,7 @@
 
 namespace {
 
-using kpxml::test::written;
+using KpXml::test::written;
 
 TEST(DocumentTest, EditingCallsActOnlyOnTheCurrentNode) {
     KpXmlTree tree("r");

@@ -22,10 +22,10 @@ TEST(ObjectPoolTest, SlotsReleasedOnAnotherThreadAreReusedByTheFirst) {
     }).join();
     // The other thread kept at most two batches (of 256 slots) of free slots and passed on the rest,
     // so taking half of them again here needs no new memory.
-    const std::size_t reserved = kpxml::nodePool().bytesReserved();
+    const std::size_t reserved = KpXml::detail::nodePool().bytesReserved();
     std::vector<KpXmlData*> again(2048);
     for (KpXmlData*& node : again) node = new KpXmlData("again");
-    EXPECT_EQ(kpxml::nodePool().bytesReserved(), reserved);
+    EXPECT_EQ(KpXml::detail::nodePool().bytesReserved(), reserved);
     for (const KpXmlData* node : again) {
         EXPECT_EQ(node->getName(), "again");
         delete node;
@@ -41,17 +41,17 @@ struct LargeNode : KpXmlData {
 };
 
 TEST(ObjectPoolTest, NodesLargerThanASlotLiveOnTheHeap) {
-    ASSERT_GT(sizeof(LargeNode), kpxml::nodePool().slotSize);
-    const std::size_t inUse = kpxml::nodePool().bytesInUse();
+    ASSERT_GT(sizeof(LargeNode), KpXml::detail::nodePool().slotSize);
+    const std::size_t inUse = KpXml::detail::nodePool().bytesInUse();
     int destroyed = 0;
     auto* root = new LargeNode(&destroyed);
     auto* child = new LargeNode(&destroyed);
     root->addChild(child);
-    EXPECT_EQ(kpxml::nodePool().bytesInUse(), inUse);
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
     EXPECT_EQ(child->payload[sizeof child->payload - 1], 0x5A);
     delete root;  // deletes the child through the base class
     EXPECT_EQ(destroyed, 2);
-    EXPECT_EQ(kpxml::nodePool().bytesInUse(), inUse);
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
 }
 
 }  // namespace

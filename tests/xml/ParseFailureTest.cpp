@@ -44,7 +44,7 @@ const std::string document =
 // What the elements before the failure point make.
 const std::string readBeforeTheFailure = "<r a=\"1&amp;2\">\n<done k=\"a value longer than a short string\">x &lt; y</done>\n";
 
-using kpxml::test::written;
+using KpXml::test::written;
 
 // Serves the document's first `limit` bytes, then throws.
 struct FailingBuffer : std::streambuf {

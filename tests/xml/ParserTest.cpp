@@ -14,7 +14,7 @@
 
 namespace {
 
-using kpxml::test::shown;
+using KpXml::test::shown;
 
 // name ('' when empty), [attr="value" ...] when there are attributes, :"text" when there is text,
 // (child child ...) when there are children.
@@ -43,7 +43,7 @@ std::string parsed(const std::string& text) {
 }
 
 std::string parsedStepByStep(const std::string& text) {
-    const kpxml::StepByStepParsing stepByStep;
+    const KpXml::detail::StepByStepParsing stepByStep;
     return parsed(text);
 }
 
@@ -127,7 +127,7 @@ TEST(ParserTest, DirectReadingMatchesStepByStep) {
         "<s x=\"1\" y/><u x><v&#9;/><w x=\"1\"\n/><y\"=\"1\"/><z><?a&b;?>x</z >y</z>< a/><\n/></r>";
     for (const std::string& input : {document, unusual}) {
         for (const std::size_t pieceSize : {std::size_t{1}, std::size_t{3}, std::size_t{4095}, input.size()}) {
-            EXPECT_EQ(kpxml::testing::pathDifference(input, pieceSize), "")
+            EXPECT_EQ(KpXml::test::pathDifference(input, pieceSize), "")
                 << "pieces of " << pieceSize << "\n input: " << shown(input.substr(0, 200));
         }
     }

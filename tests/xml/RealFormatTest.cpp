@@ -34,7 +34,7 @@ TEST(RealFormatTest, AcceptedFormatsPrintAsPrintf) {
     };
     for (const auto& c : cases) {
         std::string out = "junk";
-        EXPECT_TRUE(kpxml::formatReal(c.value, c.format, out)) << c.format;
+        EXPECT_TRUE(KpXml::detail::formatReal(c.value, c.format, out)) << c.format;
         EXPECT_EQ(out, c.text) << c.format;
     }
 }
@@ -47,17 +47,17 @@ TEST(RealFormatTest, RejectedFormatsAndTextsOver1023CharactersGiveFalseAndEmptyT
         {std::string(2046, '%'), 1023}, {std::string(2048, '%'), 0},
     };
     std::string out = "junk";
-    EXPECT_FALSE(kpxml::formatReal(1.0, nullptr, out));
+    EXPECT_FALSE(KpXml::detail::formatReal(1.0, nullptr, out));
     EXPECT_EQ(out, "");
     for (const auto& c : cases) {
         out = "junk";
-        EXPECT_EQ(kpxml::formatReal(1.0, c.format.c_str(), out), c.length != 0) << c.format.substr(0, 16);
+        EXPECT_EQ(KpXml::detail::formatReal(1.0, c.format.c_str(), out), c.length != 0) << c.format.substr(0, 16);
         EXPECT_EQ(out.size(), c.length) << c.format.substr(0, 16);
     }
 }
 
-using kpxml::test::countInvalidParameter;
-int& handlerCalls = kpxml::test::invalidParameterCalls;
+using KpXml::test::countInvalidParameter;
+int& handlerCalls = KpXml::test::invalidParameterCalls;
 
 TEST(RealFormatTest, BadFormatOnNodeCallsTheHandlerAndStoresEmptyText) {
     const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&countInvalidParameter);

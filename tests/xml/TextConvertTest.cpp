@@ -21,7 +21,7 @@ TEST(TextConvertTest, AtoiReadsLeadingIntegerAndSaturates) {
         {"-2147483648", INT_MIN}, {"-2147483649", INT_MIN}, {"-99999999999999999999999", INT_MIN},
         {"00000000000000000000012", 12},
     };
-    for (const auto& c : cases) EXPECT_EQ(kpxml::atoi(c.text), c.expected) << '"' << c.text << '"';
+    for (const auto& c : cases) EXPECT_EQ(KpXml::detail::atoi(c.text), c.expected) << '"' << c.text << '"';
 }
 
 TEST(TextConvertTest, AtofReadsLeadingReal) {
@@ -32,10 +32,10 @@ TEST(TextConvertTest, AtofReadsLeadingReal) {
         {"-1e999", -kInf}, {"1e99999999999", kInf}, {"0x1p99999", kInf}, {"2e-324", 0.0}, {"-1e-400", 0.0},
         {"4.9406564584124654e-324", std::numeric_limits<double>::denorm_min()},
     };
-    for (const auto& c : cases) EXPECT_EQ(kpxml::atof(c.text), c.expected) << '"' << c.text << '"';
-    EXPECT_TRUE(std::signbit(kpxml::atof("-1e-400")));
-    for (const char* text : {"NAN", " nan(123)", "-nan"}) EXPECT_TRUE(std::isnan(kpxml::atof(text))) << text;
-    EXPECT_TRUE(std::signbit(kpxml::atof("-nan")));
+    for (const auto& c : cases) EXPECT_EQ(KpXml::detail::atof(c.text), c.expected) << '"' << c.text << '"';
+    EXPECT_TRUE(std::signbit(KpXml::detail::atof("-1e-400")));
+    for (const char* text : {"NAN", " nan(123)", "-nan"}) EXPECT_TRUE(std::isnan(KpXml::detail::atof(text))) << text;
+    EXPECT_TRUE(std::signbit(KpXml::detail::atof("-nan")));
 }
 
 TEST(TextConvertTest, TruncateToIntGoesTowardZeroAndGivesIntMinOutOfRange) {
@@ -43,7 +43,7 @@ TEST(TextConvertTest, TruncateToIntGoesTowardZeroAndGivesIntMinOutOfRange) {
         {-2.9, -2}, {2147483647.9, INT_MAX}, {-2147483648.9, INT_MIN}, {2147483648.0, INT_MIN},
         {-2147483649.0, INT_MIN}, {std::numeric_limits<double>::quiet_NaN(), INT_MIN},
     };
-    for (const auto& c : cases) EXPECT_EQ(kpxml::truncateToInt(c.value), c.expected) << c.value;
+    for (const auto& c : cases) EXPECT_EQ(KpXml::detail::truncateToInt(c.value), c.expected) << c.value;
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 
 namespace {
 
-using kpxml::test::written;
+using KpXml::test::written;
 
 TEST(WriterTest, ADocumentWithoutRootWritesOnlyTheDeclaration) {
     EXPECT_EQ(written(KpXmlTree(), true), "<?xml version=\"1.0\"?>\n");

@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 #include "Cp1252Tables.inc"
@@ -56,4 +56,4 @@ bool ansiRoundTripsEveryByte() {
     return roundTrips;
 }
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform

@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // narrowed by the umask
@@ -205,4 +205,4 @@ bool NativeFile::closeHandle() {
     return closeDescriptor(fd);
 }
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform

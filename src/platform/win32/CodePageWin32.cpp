@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <climits>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(char16_t), "UTF-16 wchar_t expected");
@@ -103,4 +103,4 @@ bool ansiRoundTripsEveryByte() {
     return roundTrips;
 }
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace kpxml::platform {
+namespace KpXml::detail::platform {
 namespace {
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
@@ -125,4 +125,4 @@ bool NativeFile::closeHandle() {
     return ::CloseHandle(file) != 0;
 }
 
-}  // namespace kpxml::platform
+}  // namespace KpXml::detail::platform
