@@ -20,8 +20,8 @@ namespace kpxmlcli {
 
 namespace {
 
-constexpr std::uint64_t kProgressThreshold = 100ull * 1024 * 1024;
-constexpr std::size_t kBlockSize = 1024 * 1024;
+constexpr std::uint64_t progressThreshold = 100ull * 1024 * 1024;
+constexpr std::size_t readBlockSize = 1024 * 1024;
 
 // Hands a string to a stream reader one block at a time, so that progress can be shown as the
 // reader asks for the next block. Only the beginning of the text can be sought.
@@ -51,7 +51,7 @@ protected:
 private:
     void showBlock(std::size_t start) {
         char* begin = const_cast<char*>(text.data()) + start;
-        const std::size_t length = std::min(kBlockSize, text.size() - start);
+        const std::size_t length = std::min(readBlockSize, text.size() - start);
         setg(begin, begin, begin + length);
     }
 
@@ -63,7 +63,7 @@ private:
 
 Progress::Progress(const std::string& progressLabel, std::uint64_t totalSize)
     : label(progressLabel), total(totalSize),
-      enabled(totalSize > kProgressThreshold && standardErrorIsTerminal()) {}
+      enabled(totalSize > progressThreshold && standardErrorIsTerminal()) {}
 
 Progress::~Progress() {
     if (enabled && shownPercent >= 0) std::cerr << "\r" << label << " 100%\n" << std::flush;
@@ -89,11 +89,11 @@ bool readTextFile(const std::string& path, std::string& text, std::string& reaso
     Progress progress("kpxml: reading " + path, sizeError ? 0 : size);
 
     text.clear();
-    std::unique_ptr<char[]> block(new char[kBlockSize]);
+    std::unique_ptr<char[]> block(new char[readBlockSize]);
     std::uint64_t done = 0;
     bool heldReturn = false;  // a carriage return at the end of the last block, not yet decided
     std::size_t count;
-    while ((count = std::fread(block.get(), 1, kBlockSize, file.get())) > 0) {
+    while ((count = std::fread(block.get(), 1, readBlockSize, file.get())) > 0) {
         done += count;
         progress.update(done);
         for (std::size_t i = 0; i < count; ++i) {

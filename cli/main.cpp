@@ -16,10 +16,10 @@ namespace {
 
 using kpxmlcli::loadDocument;
 
-constexpr int kFailure = 1;
-constexpr int kUsage = 2;
+constexpr int exitFailure = 1;
+constexpr int exitUsage = 2;
 
-const char* const kOverview =
+const char* const overview =
     "usage: kpxml COMMAND [ARGUMENTS]\n"
     "Shows, formats, edits and checks XML files as the KpXml library reads them.\n"
     "\n"
@@ -43,7 +43,7 @@ struct Command {
     bool writes;  // takes --indent and --no-declaration
 };
 
-const Command kCommands[] = {
+const Command commandTable[] = {
     {"dump", "kpxml dump FILE",
      "Prints the tree as KpXml reads FILE: one element per line, indented two spaces per level,\n"
      "as <name attribute=\"value\" ...> followed by the element's text in quotes. Control bytes,\n"
@@ -83,7 +83,7 @@ struct Arguments {
 
 int usageError(const Command& command, const std::string& problem) {
     std::cerr << "kpxml " << command.name << ": " << problem << "\nusage: " << command.usage << "\n";
-    return kUsage;
+    return exitUsage;
 }
 
 // Fills arguments from the command line; returns 0, or the exit status of a usage error.
@@ -133,7 +133,7 @@ bool splitPath(const std::string& path, std::vector<std::string>& names) {
 
 int dump(const Arguments& arguments) {
     KpXmlTree document;
-    if (!loadDocument(arguments.operands[0], document)) return kFailure;
+    if (!loadDocument(arguments.operands[0], document)) return exitFailure;
     kpxmlcli::dumpTree(std::cout, *document.getRoot());
     return 0;
 }
@@ -146,12 +146,12 @@ int writeDocument(KpXmlTree& document, const Arguments& arguments, const std::st
     }
     if (document.writeFile(target, arguments.declaration)) return 0;
     std::cerr << "kpxml: " << target << ": cannot be written\n";
-    return kFailure;
+    return exitFailure;
 }
 
 int format(const Arguments& arguments) {
     KpXmlTree document;
-    if (!loadDocument(arguments.operands[0], document)) return kFailure;
+    if (!loadDocument(arguments.operands[0], document)) return exitFailure;
     return writeDocument(document, arguments, arguments.output);
 }
 
@@ -159,7 +159,7 @@ int format(const Arguments& arguments) {
 // exit status of the error.
 int readForPath(const Command& command, const Arguments& arguments, std::vector<std::string>& names, KpXmlTree& document) {
     if (!splitPath(arguments.operands[1], names)) return usageError(command, "empty element name in " + arguments.operands[1]);
-    return loadDocument(arguments.operands[0], document) ? 0 : kFailure;
+    return loadDocument(arguments.operands[0], document) ? 0 : exitFailure;
 }
 
 int get(const Command& command, const Arguments& arguments) {
@@ -171,7 +171,7 @@ int get(const Command& command, const Arguments& arguments) {
     for (std::size_t i = 1; i < names.size() && element != nullptr; ++i) element = element->findChild(names[i]);
     if (element == nullptr) {
         std::cerr << "kpxml: " << file << ": no element " << arguments.operands[1] << "\n";
-        return kFailure;
+        return exitFailure;
     }
     if (arguments.operands.size() == 2) {
         std::cout << element->getData() << "\n";
@@ -181,7 +181,7 @@ int get(const Command& command, const Arguments& arguments) {
     if (attribute == nullptr) {
         std::cerr << "kpxml: " << file << ": element " << arguments.operands[1] << " has no attribute "
                   << arguments.operands[2] << "\n";
-        return kFailure;
+        return exitFailure;
     }
     std::cout << attribute->getData() << "\n";
     return 0;
@@ -198,7 +198,7 @@ int set(const Command& command, const Arguments& arguments) {
     if (element->getName() != names[0]) {
         std::cerr << "kpxml: " << file << ": the root element is <" << kpxmlcli::shownName(element->getName())
                   << ">, not <" << names[0] << ">\n";
-        return kFailure;
+        return exitFailure;
     }
     for (std::size_t i = 1; i < names.size(); ++i) element = element->openChild(names[i], false);
     if (arguments.operands.size() == 4) {
@@ -212,25 +212,25 @@ int set(const Command& command, const Arguments& arguments) {
 int check(const Arguments& arguments) {
     int status = 0;
     for (const std::string& file : arguments.operands) {
-        if (kpxmlcli::checkFile(file, std::cout, std::cerr) != 0) status = kFailure;
+        if (kpxmlcli::checkFile(file, std::cout, std::cerr) != 0) status = exitFailure;
     }
     return status;
 }
 
 int run(const std::vector<std::string>& words) {
     if (words.empty()) {
-        std::cerr << kOverview;
-        return kUsage;
+        std::cerr << overview;
+        return exitUsage;
     }
     if (words[0] == "--help" || words[0] == "-h") {
-        std::cout << kOverview;
+        std::cout << overview;
         return 0;
     }
     if (words[0] == "--version") {
         std::cout << "kpxml " << KPXML_VERSION << "\n";
         return 0;
     }
-    for (const Command& command : kCommands) {
+    for (const Command& command : commandTable) {
         if (words[0] != command.name) continue;
         const std::vector<std::string> rest(words.begin() + 1, words.end());
         for (const std::string& word : rest) {
@@ -248,8 +248,8 @@ int run(const std::vector<std::string>& words) {
         if (command.name == std::string("set")) return set(command, arguments);
         return check(arguments);
     }
-    std::cerr << "kpxml: unknown command " << words[0] << "\n" << kOverview;
-    return kUsage;
+    std::cerr << "kpxml: unknown command " << words[0] << "\n" << overview;
+    return exitUsage;
 }
 
 }  // namespace

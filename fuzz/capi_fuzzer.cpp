@@ -33,7 +33,7 @@ void expect(bool condition) {
     if (!condition) __builtin_trap();
 }
 
-const char kReadOnlyContent[] = "<kept/>\n";
+const char readOnlyContent[] = "<kept/>\n";
 
 // The private directory: targets for saves (plain files, a read-only file, a directory, a path
 // in a missing directory) and, as the temporary directory, its own "tmp" folder.
@@ -48,7 +48,7 @@ struct Directory {
         root = pattern;
         fs::create_directory(root / "tmp");
         fs::create_directory(root / "dir");
-        KpXml::test::writeBytes((root / "readonly.xml").string(), kReadOnlyContent);
+        KpXml::test::writeBytes((root / "readonly.xml").string(), readOnlyContent);
         expect(KpXml::test::setReadOnly((root / "readonly.xml").string(), true));
         KpXml::test::redirectTemporaryDirectory((root / "tmp").string() + "/");
         for (const char* name : {"a.xml", "b.xml", "readonly.xml", "dir", "missing/c.xml"}) {
@@ -68,7 +68,7 @@ struct Directory {
             if (name != "tmp" && name != "dir" && name != "readonly.xml") fs::remove_all(entry.path());
         }
         for (const fs::directory_entry& entry : fs::directory_iterator(root / "tmp")) fs::remove_all(entry.path());
-        expect(KpXml::test::readBytes((root / "readonly.xml").string()) == kReadOnlyContent);
+        expect(KpXml::test::readBytes((root / "readonly.xml").string()) == readOnlyContent);
         expect(fs::is_directory(root / "dir") && fs::is_empty(root / "dir"));
     }
 };
@@ -78,7 +78,7 @@ const Directory& directory() {
     return instance;
 }
 
-const char* const kFormats[] = {"%g",  "%.3f", "%e",  "%a",     "%-+ #012.5G", "%Lg", "x%gy%%", "%s",  "%n",
+const char* const realFormats[] = {"%g",  "%.3f", "%e",  "%a",     "%-+ #012.5G", "%Lg", "x%gy%%", "%s",  "%n",
                                 "%*g", "%d",   "%g%g", "%1100f", "%.1100f",     "%",   "%lf",    "%hhg", ""};
 
 // Decodes calls from the input and keeps what the input was given back.
@@ -105,9 +105,9 @@ private:
         }
     }
     const char* format(std::string& storage) {
-        const std::size_t choice = in.ConsumeIntegralInRange<std::size_t>(0, std::size(kFormats) + 1);
-        if (choice < std::size(kFormats)) return kFormats[choice];
-        return choice == std::size(kFormats) ? nullptr : string(storage);
+        const std::size_t choice = in.ConsumeIntegralInRange<std::size_t>(0, std::size(realFormats) + 1);
+        if (choice < std::size(realFormats)) return realFormats[choice];
+        return choice == std::size(realFormats) ? nullptr : string(storage);
     }
     const char* path() {
         const std::vector<std::string>& targets = directory().targets;

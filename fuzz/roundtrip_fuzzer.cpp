@@ -31,10 +31,10 @@ namespace {
 
 // Mostly short pieces of ordinary text and markup, sometimes any bytes.
 std::string text(FuzzedDataProvider& in) {
-    static const char* const kPieces[] = {"", "a", "b", "x y", "1.5", "a=b", "<", ">", "&", "&amp;",
+    static const char* const textPieces[] = {"", "a", "b", "x y", "1.5", "a=b", "<", ">", "&", "&amp;",
                                           "&quot;", "\"", "'", "/", "\n", "\r\n", "\t", " ", "\x1a", "\xe4"};
-    const std::size_t choice = in.ConsumeIntegralInRange<std::size_t>(0, std::size(kPieces));
-    if (choice < std::size(kPieces)) return kPieces[choice];
+    const std::size_t choice = in.ConsumeIntegralInRange<std::size_t>(0, std::size(textPieces));
+    if (choice < std::size(textPieces)) return textPieces[choice];
     return in.ConsumeRandomLengthString(40);
 }
 
@@ -104,8 +104,8 @@ std::string rewritten(const std::string& text, bool throughFile, const std::stri
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    static const char* const kIndents[] = {"", "\t", " ", "   "};
-    const std::string indent = kIndents[in.ConsumeIntegralInRange(0, 3)];
+    static const char* const indents[] = {"", "\t", " ", "   "};
+    const std::string indent = indents[in.ConsumeIntegralInRange(0, 3)];
     const bool throughFile = in.ConsumeBool();
 
     KpXmlTree document(elementName(in));

@@ -6,9 +6,9 @@
 namespace KpXml::detail {
 namespace {
 
-constexpr char kCarriageReturn = '\r';
-constexpr char kLineFeed = '\n';
-constexpr char kEndOfText = '\x1A';  // ends text-mode input, as on Windows
+constexpr char carriageReturn = '\r';
+constexpr char lineFeed = '\n';
+constexpr char endOfTextByte = '\x1A';  // ends text-mode input, as on Windows
 
 }  // namespace
 
@@ -17,17 +17,17 @@ TextFileBuffer::~TextFileBuffer() { close(); }
 void TextFileBuffer::openForWrite(platform::NativeFile&& opened, bool text) {
     close();
     file = std::move(opened);
-    buffer.reset(new char[kBufferSize]);
-    if (text) encoded.reset(new char[2 * kBufferSize]);
+    buffer.reset(new char[bufferCapacity]);
+    if (text) encoded.reset(new char[2 * bufferCapacity]);
     textMode = text;
     writing = true;
-    setp(buffer.get(), buffer.get() + kBufferSize);
+    setp(buffer.get(), buffer.get() + bufferCapacity);
 }
 
 bool TextFileBuffer::openForRead(const char* path, bool text) {
     close();
     if (!file.openForRead(path)) return false;
-    buffer.reset(new char[kBufferSize]);
+    buffer.reset(new char[bufferCapacity]);
     textMode = text;
     writing = false;
     setg(buffer.get(), buffer.get(), buffer.get());
@@ -70,13 +70,13 @@ bool TextFileBuffer::writeBuffered() {
     const char* begin = pbase();
     const char* end = pptr();
     if (begin == end) return true;
-    setp(buffer.get(), buffer.get() + kBufferSize);
+    setp(buffer.get(), buffer.get() + bufferCapacity);
     const char* data = begin;
     std::size_t size = static_cast<std::size_t>(end - begin);
     if (textMode) {
         char* out = encoded.get();
         for (const char* p = begin; p != end; ++p) {
-            if (*p == kLineFeed) *out++ = kCarriageReturn;
+            if (*p == lineFeed) *out++ = carriageReturn;
             *out++ = *p;
         }
         data = encoded.get();
@@ -114,10 +114,10 @@ bool TextFileBuffer::fill() {
     for (;;) {
         std::size_t start = 0;
         if (heldReturn) {
-            data[start++] = kCarriageReturn;
+            data[start++] = carriageReturn;
             heldReturn = false;
         }
-        const std::ptrdiff_t count = file.read(data + start, kBufferSize - start);
+        const std::ptrdiff_t count = file.read(data + start, bufferCapacity - start);
         if (count <= 0) {
             // The end of the file (a read error ends the input as well): a carriage return held
             // from the last read is the final byte.
@@ -141,14 +141,14 @@ bool TextFileBuffer::fill() {
 // Works through whole runs between carriage returns (found with memchr) rather than byte by byte;
 // the output never gets ahead of the input, so the text moves within the buffer.
 std::size_t TextFileBuffer::translateInput(char* data, std::size_t size) {
-    if (const void* endOfText = std::memchr(data, kEndOfText, size)) {
+    if (const void* endOfText = std::memchr(data, endOfTextByte, size)) {
         size = static_cast<std::size_t>(static_cast<const char*>(endOfText) - data);
         inputEnded = true;
     }
     std::size_t out = 0;
     std::size_t runStart = 0;  // the first byte not yet moved to out
     for (std::size_t i = 0;; ++i) {
-        const void* found = std::memchr(data + i, kCarriageReturn, size - i);
+        const void* found = std::memchr(data + i, carriageReturn, size - i);
         if (found == nullptr) break;
         i = static_cast<std::size_t>(static_cast<const char*>(found) - data);
         if (i + 1 == size) {
@@ -159,7 +159,7 @@ std::size_t TextFileBuffer::translateInput(char* data, std::size_t size) {
             }
             break;
         }
-        if (data[i + 1] == kLineFeed) {
+        if (data[i + 1] == lineFeed) {
             std::memmove(data + out, data + runStart, i - runStart);
             out += i - runStart;
             runStart = i + 1;

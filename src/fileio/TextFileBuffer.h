@@ -20,7 +20,7 @@ namespace KpXml::detail {
 class TextFileBuffer : public std::streambuf {
 public:
     // Bytes held between calls of the system.
-    static constexpr std::size_t kBufferSize = 64 * 1024;
+    static constexpr std::size_t bufferCapacity = 64 * 1024;
 
     TextFileBuffer() = default;
     ~TextFileBuffer() override;

@@ -12,7 +12,7 @@
 namespace KpXml::detail::platform {
 namespace {
 
-constexpr std::size_t kCopyChunk = 64 * 1024;
+constexpr std::size_t copyChunk = 64 * 1024;
 
 struct Recording {
     std::atomic<bool> active{false};
@@ -92,7 +92,7 @@ NativeFile& NativeFile::operator=(NativeFile&& other) noexcept {
         close();
         handle = other.handle;
         forWriting = other.forWriting;
-        other.handle = kClosed;
+        other.handle = closedHandle;
     }
     return *this;
 }
@@ -110,10 +110,10 @@ bool NativeFile::close() {
 }
 
 bool copyContent(NativeFile& from, NativeFile& to) {
-    const std::unique_ptr<char[]> chunk(new char[kCopyChunk]);
+    const std::unique_ptr<char[]> chunk(new char[copyChunk]);
     for (;;) {
         if (FileFaults::fails(FileStep::copy)) return false;
-        const std::ptrdiff_t count = from.read(chunk.get(), kCopyChunk);
+        const std::ptrdiff_t count = from.read(chunk.get(), copyChunk);
         if (count == 0) return true;
         if (count < 0 || !to.write(chunk.get(), static_cast<std::size_t>(count))) return false;
     }

@@ -16,7 +16,7 @@
 namespace KpXml::detail::platform {
 
 // Paths, temporary directory included, must be shorter than this many characters.
-constexpr std::size_t kMaxPathBuffer = 4096;
+constexpr std::size_t maxPathBuffer = 4096;
 
 // An open file: a POSIX descriptor or a Windows handle. Closed when destroyed. Other processes
 // may open, rename or delete the file while it is open (Windows: deny-none sharing).
@@ -25,7 +25,7 @@ public:
     NativeFile() = default;
     ~NativeFile() { close(); }
     NativeFile(NativeFile&& other) noexcept : handle(other.handle), forWriting(other.forWriting) {
-        other.handle = kClosed;
+        other.handle = closedHandle;
     }
     NativeFile& operator=(NativeFile&& other) noexcept;
     NativeFile(const NativeFile&) = delete;
@@ -33,7 +33,7 @@ public:
 
     // Opens path for reading. False when it cannot be opened (a directory cannot).
     bool openForRead(const char* path);
-    bool isOpen() const { return handle != kClosed; }
+    bool isOpen() const { return handle != closedHandle; }
 
     // Reads up to size bytes into data. Returns how many were read: 0 at the end of the file,
     // -1 on an error.
@@ -60,13 +60,13 @@ private:
     bool closeHandle();
 
     // Both an invalid descriptor and INVALID_HANDLE_VALUE.
-    static constexpr std::intptr_t kClosed = -1;
-    std::intptr_t handle = kClosed;
+    static constexpr std::intptr_t closedHandle = -1;
+    std::intptr_t handle = closedHandle;
     bool forWriting = false;  // only then can a failed close lose data
 };
 
 // The user's temporary directory, ending in a path separator (Windows: GetTempPathA; POSIX:
-// $TMPDIR, else "/tmp"). False when it cannot be determined or is kMaxPathBuffer characters or
+// $TMPDIR, else "/tmp"). False when it cannot be determined or is maxPathBuffer characters or
 // longer.
 bool getTemporaryDirectory(std::string& directory);
 
@@ -92,7 +92,7 @@ bool replaceFile(const char* temporary, const char* target);
 bool deleteFile(const char* path);
 
 // The short (8.3) form of path (Windows: GetShortPathNameA into a zero-filled buffer of
-// kMaxPathBuffer bytes). False when the call fails; always false where there are no short names.
+// maxPathBuffer bytes). False when the call fails; always false where there are no short names.
 bool getShortPath(const char* path, std::string& shortPath);
 
 // What replaceFile needs from each platform. Moves from over to, replacing to.

@@ -77,9 +77,9 @@ TEST_F(SafeFileTest, AppendFollowsTheOldContentTextModeStoresCarriageReturnsBina
     write(target, KpOFStream::modeOut | KpOFStream::modeBinary, "a\nb\n");
     EXPECT_EQ(readBytes(target), "a\nb\n");
     // More than one buffer's worth, with line feeds across the buffer's end.
-    write(target, KpOFStream::modeOut, std::string(TextFileBuffer::kBufferSize + 3, '\n'));
+    write(target, KpOFStream::modeOut, std::string(TextFileBuffer::bufferCapacity + 3, '\n'));
     std::string expected;
-    for (std::size_t i = 0; i < TextFileBuffer::kBufferSize + 3; ++i) expected += "\r\n";
+    for (std::size_t i = 0; i < TextFileBuffer::bufferCapacity + 3; ++i) expected += "\r\n";
     EXPECT_EQ(readBytes(target), expected);
 }
 
@@ -127,7 +127,7 @@ TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
 
 TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
     EXPECT_TRUE(openIFStream((reserved + ".none").c_str())->fail());  // a missing file
-    const std::string filler(TextFileBuffer::kBufferSize - 1, 'x');  // a carriage return ends a buffer
+    const std::string filler(TextFileBuffer::bufferCapacity - 1, 'x');  // a carriage return ends a buffer
     const std::string cases[][2] = {{std::string("a\r\nb\rc\x1A" "d", 8), "a\nb\rc"}, {"\r", "\r"},
                                     {"\r\r\n\x1A\r", "\r\n"}, {filler + "\r\ny", filler + "\ny"},
                                     {filler + "\ry\r", filler + "\ry\r"}, {"a\r\x1A\n", "a\r"}};

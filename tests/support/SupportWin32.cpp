@@ -8,7 +8,7 @@ namespace KpXml::test {
 namespace {
 
 HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
-constexpr DWORD kKilledExitCode = 0xDEAD;
+constexpr DWORD killedExitCode = 0xDEAD;
 
 }  // namespace
 
@@ -66,7 +66,7 @@ bool ChildProcess::start(const std::string& program, const std::vector<std::stri
 }
 
 void ChildProcess::kill() {
-    if (process != -1) ::TerminateProcess(toHandle(process), kKilledExitCode);
+    if (process != -1) ::TerminateProcess(toHandle(process), killedExitCode);
 }
 
 int ChildProcess::wait() {
@@ -76,7 +76,7 @@ int ChildProcess::wait() {
     const bool known = ::GetExitCodeProcess(toHandle(process), &code) != 0;
     ::CloseHandle(toHandle(process));
     process = -1;
-    return known && code != kKilledExitCode ? static_cast<int>(code) : -1;
+    return known && code != killedExitCode ? static_cast<int>(code) : -1;
 }
 
 }  // namespace KpXml::test

@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(AttributeDataTest, TextComparisonTakesLengthAndEveryByte) {
     const KpXmlAttributeData attribute("a", std::string("x\0y", 3));
@@ -24,7 +24,7 @@ TEST(AttributeDataTest, CheckValueWithToleranceIsStrict) {
     const struct { const char* text; double value; double tolerance; bool expected; } cases[] = {
         {"1", 1.0, 0.0, false},    {"1.5", 1.0, 0.5, false},     {"1.5", 1.0, 0.5000001, true},
         {"-2", 2.0, 4.0, false},   {"-2", 2.0, 4.0000001, true}, {"1", 1.0, -1.0, false},
-        {"nan", 0.0, kInf, false}, {"1", kNaN, kInf, false},     {"inf", kInf, 1.0, false},
+        {"nan", 0.0, infinity, false}, {"1", quietNaN, infinity, false},     {"inf", infinity, 1.0, false},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(KpXmlAttributeData("a", c.text).checkValue(c.value, c.tolerance), c.expected)

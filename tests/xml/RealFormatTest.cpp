@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(RealFormatTest, AcceptedFormatsPrintAsPrintf) {
     const struct { const char* format; double value; const char* text; } cases[] = {
@@ -28,8 +28,8 @@ TEST(RealFormatTest, AcceptedFormatsPrintAsPrintf) {
         {"%#.0e", 1.0, "1.e+00"},         {"%#g", 1.0, "1.00000"},          {"%.f", 2.7, "3"},
         {"%.0f", 0.5, "0"},               {"%A", 0.5, "0X1P-1"},            {"%.2a", 1.0, "0x1.00p+0"},
         {"%010a", 1.0, "0x00001p+0"},     {"%#A", 1.0, "0X1.P+0"},          {"%lf", 0.25, "0.250000"},
-        {"%Lg", 2.0, "2"},                {"%F", -kInf, "-INF"},            {"%05f", kInf, "  inf"},
-        {"%-6e|", -kNaN, "-nan  |"},      {"x=%5.1f%%;", 50.0, "x= 50.0%;"}, {"100%%", 1.0, "100%"},
+        {"%Lg", 2.0, "2"},                {"%F", -infinity, "-INF"},            {"%05f", infinity, "  inf"},
+        {"%-6e|", -quietNaN, "-nan  |"},      {"x=%5.1f%%;", 50.0, "x= 50.0%;"}, {"100%%", 1.0, "100%"},
         {"", 1.0, ""},                    {"%.1100g", 0.1, "0.1000000000000000055511151231257827021181583404541015625"},
     };
     for (const auto& c : cases) {

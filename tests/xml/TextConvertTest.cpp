@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double infinity = std::numeric_limits<double>::infinity();
 
 TEST(TextConvertTest, AtoiReadsLeadingIntegerAndSaturates) {
     const struct { const char* text; int expected; } cases[] = {
@@ -28,8 +28,8 @@ TEST(TextConvertTest, AtofReadsLeadingReal) {
     const struct { const char* text; double expected; } cases[] = {
         {"  -2.25e2", -225.0}, {"+.5", 0.5}, {"0.1", 0.1}, {"1e+", 1.0}, {".", 0.0}, {"+-5", 0.0},
         {"0x1.8p3", 12.0}, {"-0X1P-2", -0.25}, {"0x.8p1", 1.0}, {"0x1p", 1.0}, {"0x", 0.0},
-        {"-Infinity", -kInf}, {"infinit", kInf}, {"1.7976931348623157e308", DBL_MAX},
-        {"-1e999", -kInf}, {"1e99999999999", kInf}, {"0x1p99999", kInf}, {"2e-324", 0.0}, {"-1e-400", 0.0},
+        {"-Infinity", -infinity}, {"infinit", infinity}, {"1.7976931348623157e308", DBL_MAX},
+        {"-1e999", -infinity}, {"1e99999999999", infinity}, {"0x1p99999", infinity}, {"2e-324", 0.0}, {"-1e-400", 0.0},
         {"4.9406564584124654e-324", std::numeric_limits<double>::denorm_min()},
     };
     for (const auto& c : cases) EXPECT_EQ(KpXml::detail::atof(c.text), c.expected) << '"' << c.text << '"';

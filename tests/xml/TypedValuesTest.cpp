@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(TypedValuesTest, TextLosesEndSpacesButAFormattedRealLosesAllEndWhiteSpace) {
     KpXmlData node("n");
@@ -59,7 +59,7 @@ TEST(TypedValuesTest, RealsHaveTwentySignificantDigits) {
         {1.0, "1"}, {-0.0, "-0"}, {0.1, "0.10000000000000000555"}, {123456789012345678.0, "123456789012345680"},
         {1e20, "1e+20"}, {1e-5, "1.0000000000000000818e-05"},
         {std::numeric_limits<double>::denorm_min(), "4.9406564584124654418e-324"},
-        {kInf, "inf"}, {-kInf, "-inf"}, {kNaN, "nan"}, {-kNaN, "-nan"},
+        {infinity, "inf"}, {-infinity, "-inf"}, {quietNaN, "nan"}, {-quietNaN, "-nan"},
     };
     KpXmlData node("n");
     for (const auto& c : cases) {

@@ -19,8 +19,8 @@
 
 namespace {
 
-constexpr unsigned kCodePage = 1252;
-constexpr unsigned char kUnmappedByte = '?';
+constexpr unsigned codePage = 1252;
+constexpr unsigned char unmappedByte = '?';
 
 [[noreturn]] void fail(const char* what, unsigned value) {
     std::fprintf(stderr, "gen_codepage_table: %s (0x%04X)\n", what, value);
@@ -47,7 +47,7 @@ unsigned char unitToByte(wchar_t unit) {
 }  // namespace
 
 int main() {
-    if (GetACP() != kCodePage) fail("the ANSI code page is not 1252", GetACP());
+    if (GetACP() != codePage) fail("the ANSI code page is not 1252", GetACP());
 
     // Byte -> unit, one byte at a time.
     std::vector<wchar_t> byteToUnitTable(256);
@@ -92,15 +92,15 @@ int main() {
             const wchar_t pair[2] = {static_cast<wchar_t>(hi), static_cast<wchar_t>(lo)};
             char out[8] = {};
             const int n = WideCharToMultiByte(CP_ACP, 0, pair, 2, out, sizeof out, nullptr, nullptr);
-            if (n != 2 || out[0] != static_cast<char>(kUnmappedByte) ||
-                out[1] != static_cast<char>(kUnmappedByte))
+            if (n != 2 || out[0] != static_cast<char>(unmappedByte) ||
+                out[1] != static_cast<char>(unmappedByte))
                 fail("a surrogate pair does not give two unmapped bytes", hi);
         }
     }
 
     std::vector<unsigned> mapped;  // Units whose byte is not the unmapped byte, in order.
     for (unsigned u = 0; u < 65536; ++u)
-        if (unitToByteTable[u] != kUnmappedByte) mapped.push_back(u);
+        if (unitToByteTable[u] != unmappedByte) mapped.push_back(u);
 
     _setmode(_fileno(stdout), _O_BINARY);  // Plain "\n" line ends.
     std::FILE* f = stdout;
@@ -115,7 +115,7 @@ int main() {
     std::fprintf(f,
                  "// Byte -> UTF-16 unit, as MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED) converts one byte\n"
                  "// (every byte gives exactly one unit; no flags gives the same units).\n"
-                 "static constexpr char16_t kCp1252ByteToUnit[256] = {\n");
+                 "static constexpr char16_t cp1252ByteToUnit[256] = {\n");
     for (unsigned b = 0; b < 256; ++b) {
         std::fprintf(f, "%s0x%04X,%s", b % 8 == 0 ? "    " : "",
                      static_cast<unsigned>(byteToUnitTable[b]), b % 8 == 7 ? "\n" : " ");
@@ -126,20 +126,20 @@ int main() {
                  "// UTF-16 unit -> byte, as WideCharToMultiByte(CP_ACP, 0, ..., nullptr, nullptr) converts\n"
                  "// one unit with best-fit mapping. Every unit converts to exactly one byte, also within a\n"
                  "// text (a surrogate pair gives two bytes). The units not listed below, U+003F itself\n"
-                 "// among them, give kCp1252UnmappedByte.\n"
-                 "static constexpr unsigned char kCp1252UnmappedByte = 0x%02X;\n\n"
+                 "// among them, give cp1252UnmappedByte.\n"
+                 "static constexpr unsigned char cp1252UnmappedByte = 0x%02X;\n\n"
                  "struct Cp1252BestFit {\n"
                  "    char16_t unit;\n"
                  "    unsigned char byte;\n"
                  "};\n\n"
-                 "// Every unit whose byte is not kCp1252UnmappedByte (%u units), sorted by unit.\n"
-                 "static constexpr Cp1252BestFit kCp1252BestFit[%u] = {\n",
-                 kUnmappedByte, static_cast<unsigned>(mapped.size()),
+                 "// Every unit whose byte is not cp1252UnmappedByte (%u units), sorted by unit.\n"
+                 "static constexpr Cp1252BestFit cp1252BestFit[%u] = {\n",
+                 unmappedByte, static_cast<unsigned>(mapped.size()),
                  static_cast<unsigned>(mapped.size()));
-    constexpr unsigned kPerLine = 6;
+    constexpr unsigned perLine = 6;
     for (std::size_t i = 0; i < mapped.size(); ++i) {
-        const bool first = i % kPerLine == 0;
-        const bool last = i % kPerLine == kPerLine - 1 || i + 1 == mapped.size();
+        const bool first = i % perLine == 0;
+        const bool last = i % perLine == perLine - 1 || i + 1 == mapped.size();
         std::fprintf(f, "%s{0x%04X, 0x%02X},%s", first ? "    " : "", mapped[i],
                      static_cast<unsigned>(unitToByteTable[mapped[i]]), last ? "\n" : " ");
     }

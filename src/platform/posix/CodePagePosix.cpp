@@ -17,8 +17,8 @@ using UnitToByteTable = std::array<unsigned char, 0x10000>;
 const UnitToByteTable& unitToByteTable() {
     static const UnitToByteTable table = [] {
         UnitToByteTable t;
-        t.fill(kCp1252UnmappedByte);
-        for (const Cp1252BestFit& entry : kCp1252BestFit) t[entry.unit] = entry.byte;
+        t.fill(cp1252UnmappedByte);
+        for (const Cp1252BestFit& entry : cp1252BestFit) t[entry.unit] = entry.byte;
         return t;
     }();
     return table;
@@ -27,7 +27,7 @@ const UnitToByteTable& unitToByteTable() {
 }  // namespace
 
 bool ansiByteToUtf16(unsigned char byte, char16_t& unit) {
-    unit = kCp1252ByteToUnit[byte];
+    unit = cp1252ByteToUnit[byte];
     return true;
 }
 
@@ -43,14 +43,14 @@ void ansiToUtf16(const char* bytes, std::size_t count, std::u16string& out) {
     const std::size_t start = out.size();
     out.resize(start + count);
     for (std::size_t i = 0; i < count; ++i)
-        out[start + i] = kCp1252ByteToUnit[static_cast<unsigned char>(bytes[i])];
+        out[start + i] = cp1252ByteToUnit[static_cast<unsigned char>(bytes[i])];
 }
 
 bool ansiRoundTripsEveryByte() {
     static const bool roundTrips = [] {
         const UnitToByteTable& table = unitToByteTable();
         for (unsigned b = 0; b < 256; ++b)
-            if (table[kCp1252ByteToUnit[b]] != b) return false;
+            if (table[cp1252ByteToUnit[b]] != b) return false;
         return true;
     }();
     return roundTrips;

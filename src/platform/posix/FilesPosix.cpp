@@ -17,11 +17,11 @@
 namespace KpXml::detail::platform {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // narrowed by the umask
-constexpr mode_t kPrivateMode = 0600;
-constexpr mode_t kPermissionBits = 0777;  // not set-id bits: the file is new
+constexpr mode_t newFileMode = 0666;  // narrowed by the umask
+constexpr mode_t privateMode = 0600;
+constexpr mode_t permissionBits = 0777;  // not set-id bits: the file is new
 // Names already taken are retried with fresh random digits this many times.
-constexpr int kNameAttempts = 100;
+constexpr int nameAttempts = 100;
 
 int openRetrying(const char* path, int flags, mode_t mode = 0) {
     int fd;
@@ -82,16 +82,16 @@ bool getTemporaryDirectory(std::string& directory) {
     const char* variable = std::getenv("TMPDIR");
     directory = variable != nullptr && *variable != '\0' ? variable : "/tmp";
     if (directory.back() != '/') directory += '/';
-    return directory.size() < kMaxPathBuffer;
+    return directory.size() < maxPathBuffer;
 }
 
 bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file) {
     file.close();
-    for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+    for (int attempt = 0; attempt < nameAttempts; ++attempt) {
         char digits[17];
         if (!randomDigits(digits)) return false;
         std::string candidate = directory + "kpo" + digits + ".tmp";
-        const int fd = openRetrying(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivateMode);
+        const int fd = openRetrying(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, privateMode);
         if (fd >= 0) {
             file.handle = fd;
             file.forWriting = true;
@@ -191,17 +191,17 @@ bool NativeFile::syncToDisk() {
 bool NativeFile::takePermissionsOf(const char* target) {
     if (!isOpen()) return false;
     struct stat status {};
-    mode_t mode = kNewFileMode & ~currentUmask();
+    mode_t mode = newFileMode & ~currentUmask();
     if (::stat(target, &status) == 0) {
         if (isReadOnly(status)) return true;
-        mode = status.st_mode & kPermissionBits;
+        mode = status.st_mode & permissionBits;
     }
     return ::fchmod(static_cast<int>(handle), mode) == 0;
 }
 
 bool NativeFile::closeHandle() {
     const int fd = static_cast<int>(handle);
-    handle = kClosed;
+    handle = closedHandle;
     return closeDescriptor(fd);
 }
 

@@ -13,15 +13,15 @@ namespace {
 static_assert(sizeof(wchar_t) == sizeof(char16_t), "UTF-16 wchar_t expected");
 
 // The Win32 calls take int lengths; longer texts go in pieces of at most this many units or bytes.
-constexpr std::size_t kMaxPiece = INT_MAX / 4;
+constexpr std::size_t maxPiece = INT_MAX / 4;
 
 // Window at the end of a piece searched for a place where a character cannot continue.
-constexpr std::size_t kBoundarySearch = 64;
+constexpr std::size_t boundarySearch = 64;
 
 // Length of the next piece of UTF-16 text: never ends between the units of a surrogate pair.
 std::size_t unitPiece(const char16_t* units, std::size_t count) {
-    if (count <= kMaxPiece) return count;
-    std::size_t n = kMaxPiece;
+    if (count <= maxPiece) return count;
+    std::size_t n = maxPiece;
     if (units[n - 1] >= 0xD800 && units[n - 1] <= 0xDBFF) --n;
     return n;
 }
@@ -29,10 +29,10 @@ std::size_t unitPiece(const char16_t* units, std::size_t count) {
 // Length of the next piece of ANSI text: ends, when it can, just after a byte below 0x40, which
 // neither continues a UTF-8 sequence nor is the trail byte of a double-byte character.
 std::size_t bytePiece(const char* bytes, std::size_t count) {
-    if (count <= kMaxPiece) return count;
-    for (std::size_t n = kMaxPiece; n > kMaxPiece - kBoundarySearch; --n)
+    if (count <= maxPiece) return count;
+    for (std::size_t n = maxPiece; n > maxPiece - boundarySearch; --n)
         if (static_cast<unsigned char>(bytes[n - 1]) < 0x40) return n;
-    return kMaxPiece;
+    return maxPiece;
 }
 
 void appendAnsi(const char16_t* units, int count, std::string& out) {

@@ -9,32 +9,32 @@
 namespace KpXml::detail::platform {
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr DWORD kBufferSize = static_cast<DWORD>(kMaxPathBuffer);
+constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD pathBufferSize = static_cast<DWORD>(maxPathBuffer);
 // ReadFile and WriteFile take DWORD sizes; larger requests go in pieces of this size.
-constexpr std::size_t kMaxPiece = 1u << 30;
+constexpr std::size_t maxPiece = 1u << 30;
 // A target in use is tried this many times, this far apart.
-constexpr int kMoveAttempts = 20;
-constexpr DWORD kMoveRetryMilliseconds = 5;
+constexpr int moveAttempts = 20;
+constexpr DWORD moveRetryMilliseconds = 5;
 
 HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
 
 }  // namespace
 
 bool getTemporaryDirectory(std::string& directory) {
-    std::vector<char> buffer(kMaxPathBuffer, '\0');
-    const DWORD length = ::GetTempPathA(kBufferSize, buffer.data());
-    if (length == 0 || length >= kBufferSize) return false;
+    std::vector<char> buffer(maxPathBuffer, '\0');
+    const DWORD length = ::GetTempPathA(pathBufferSize, buffer.data());
+    if (length == 0 || length >= pathBufferSize) return false;
     directory.assign(buffer.data(), length);
     return true;
 }
 
 bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file) {
     file.close();
-    std::vector<char> buffer(kMaxPathBuffer, '\0');
+    std::vector<char> buffer(maxPathBuffer, '\0');
     if (::GetTempFileNameA(directory.c_str(), "kpofstream", 0, buffer.data()) == 0) return false;
     // The name is reserved by the empty file just created; it is opened again to be written.
-    const HANDLE opened = ::CreateFileA(buffer.data(), GENERIC_READ | GENERIC_WRITE, kShareAll, nullptr,
+    const HANDLE opened = ::CreateFileA(buffer.data(), GENERIC_READ | GENERIC_WRITE, shareAll, nullptr,
                                        TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (opened == INVALID_HANDLE_VALUE) return false;
     file.handle = reinterpret_cast<std::intptr_t>(opened);
@@ -58,10 +58,10 @@ MoveResult moveReplacing(const char* from, const char* to) {
         if (::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return MoveResult::moved;
         const DWORD error = ::GetLastError();
         if (error == ERROR_NOT_SAME_DEVICE) return MoveResult::otherDevice;
-        if ((error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) || attempt == kMoveAttempts) {
+        if ((error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) || attempt == moveAttempts) {
             return MoveResult::failed;
         }
-        ::Sleep(kMoveRetryMilliseconds);
+        ::Sleep(moveRetryMilliseconds);
     }
 }
 
@@ -75,8 +75,8 @@ void syncDirectoryOf(const std::string&) {
 }
 
 bool getShortPath(const char* path, std::string& shortPath) {
-    std::vector<char> buffer(kMaxPathBuffer, '\0');
-    if (::GetShortPathNameA(path, buffer.data(), kBufferSize) == 0) return false;
+    std::vector<char> buffer(maxPathBuffer, '\0');
+    if (::GetShortPathNameA(path, buffer.data(), pathBufferSize) == 0) return false;
     shortPath = buffer.data();
     return true;
 }
@@ -84,7 +84,7 @@ bool getShortPath(const char* path, std::string& shortPath) {
 bool NativeFile::openForRead(const char* path) {
     close();
     const HANDLE file =
-        ::CreateFileA(path, GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        ::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return false;
     handle = reinterpret_cast<std::intptr_t>(file);
     forWriting = false;
@@ -94,7 +94,7 @@ bool NativeFile::openForRead(const char* path) {
 std::ptrdiff_t NativeFile::read(char* data, std::size_t size) {
     if (!isOpen()) return -1;
     DWORD count = 0;
-    const DWORD wanted = static_cast<DWORD>(size < kMaxPiece ? size : kMaxPiece);
+    const DWORD wanted = static_cast<DWORD>(size < maxPiece ? size : maxPiece);
     if (!::ReadFile(toHandle(handle), data, wanted, &count, nullptr)) return -1;
     return static_cast<std::ptrdiff_t>(count);
 }
@@ -102,7 +102,7 @@ std::ptrdiff_t NativeFile::read(char* data, std::size_t size) {
 bool NativeFile::writeAll(const char* data, std::size_t size) {
     while (size > 0) {
         DWORD count = 0;
-        const DWORD piece = static_cast<DWORD>(size < kMaxPiece ? size : kMaxPiece);
+        const DWORD piece = static_cast<DWORD>(size < maxPiece ? size : maxPiece);
         if (!::WriteFile(toHandle(handle), data, piece, &count, nullptr) || count == 0) return false;
         data += count;
         size -= count;
@@ -121,7 +121,7 @@ bool NativeFile::takePermissionsOf(const char*) { return isOpen(); }
 
 bool NativeFile::closeHandle() {
     const HANDLE file = toHandle(handle);
-    handle = kClosed;
+    handle = closedHandle;
     return ::CloseHandle(file) != 0;
 }
 
