@@ -53,10 +53,7 @@ protected:
     std::string unique(const std::string& suffix) const {
         return ::testing::UnitTest::GetInstance()->current_test_info()->name() + ("_" + suffix);
     }
-    std::string file(const std::string& suffix) {
-        const std::string name = "kpxml_" + std::to_string(KpXml::test::processId()) + "_" + unique(suffix);
-        return files.emplace_back((std::filesystem::temp_directory_path() / name).string());
-    }
+    std::string file(const std::string& suffix) { return files.emplace_back(KpXml::test::temporaryPath(unique(suffix))); }
     std::string readBack(bool written) {  // the bytes of the last file named
         return written ? KpXml::test::readBytes(files.back()) : "(not written)";
     }
@@ -296,35 +293,6 @@ TEST_F(CInterface, TextLinesJoinWithOneLineFeed) {
     const std::string expected = "<t k=\"a&#x000a;b&#x000a;\" new=\"only\">a&#x000a;b&#x000a;</t>\r\n";
     EXPECT_EQ(written(), declaration + expected);
     EXPECT_EQ(writtenGlobal(), declaration + expected);
-}
-
-TEST_F(CInterface, NullArgumentsOfTheHandleFamilyChangeNothing) {
-    const int root = rootOf("<r k=\"1\">t<c k=\"1\"/></r>");
-    const std::string before = written();
-    const std::vector<int> handles = {
-        XML_Create_Root_Tag(tree, nullptr), XML_Add_Child_Tag(root, nullptr), XML_Find_Child_Tag(root, nullptr),
-        XML_Find_Child_To_Attribute(root, nullptr, "k", "1"), XML_Find_Child_To_Attribute(root, "c", "k", nullptr),
-        XML_Find_Child_To_Int_Attribute(root, "c", nullptr, 1),
-        XML_Find_Child_To_Real_Attribute(root, "c", nullptr, 1, 1)};
-    EXPECT_EQ(handles, std::vector<int>(handles.size(), -1));
-    EXPECT_EQ(XML_Get_Attribute_Int(root, nullptr), 0);
-    XML_Read_Tree(tree, nullptr);
-    XML_Write_Tree(tree, nullptr);
-    XML_Delete_Child_Tag(root, nullptr);
-    XML_Get_Children(root, nullptr, 3);
-    XML_Set_Text(root, nullptr);
-    XML_Add_Text_Line(root, nullptr);
-    XML_Set_Attribute(root, nullptr, "v");
-    XML_Set_Attribute(root, "k", nullptr);
-    XML_Add_Attribute_Textline(root, nullptr, "l");
-    XML_Add_Attribute_Textline(root, "k", nullptr);
-    int length = 7;
-    char buffer[8];
-    XML_Get_Attribute(root, "k", nullptr, 8, &length);
-    XML_Get_Tag_Name(root, buffer, sizeof buffer, nullptr);
-    EXPECT_STREQ(buffer, "r");
-    EXPECT_EQ(length, 0);
-    EXPECT_EQ(written(), before);
 }
 
 TEST_F(CInterface, GlobalDocumentLifecycleAndAFileWrittenAndReadBack) {

@@ -15,7 +15,6 @@
 #include <iterator>
 #include <memory>
 #include <stdexcept>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -113,14 +112,11 @@ TEST_F(SafeFileTest, WriterCutOffByAnExceptionKeepsTheOldTarget) {
 
 TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
     for (const std::string& unusable : {reserved + ".missing", directory + std::string(4100, 'd')}) {
-        const KpXml::test::SavedVariables saved = KpXml::test::redirectTemporaryDirectory(unusable);
+        KpXml::test::redirectTemporaryDirectory(unusable);
         const KpOFStream out(target.c_str(), KpOFStream::modeOut);
+        KpXml::test::redirectTemporaryDirectory(directory);
         EXPECT_EQ(out.getStream(), nullptr);
         EXPECT_EQ(out.getTemporaryPath() + out.getTargetPath(), "");
-        KpXml::test::restoreVariables(saved);
-        std::string restored;
-        ASSERT_TRUE(platform::getTemporaryDirectory(restored));
-        EXPECT_EQ(restored, directory);
     }
     EXPECT_FALSE(std::filesystem::exists(target));
 }
@@ -143,17 +139,6 @@ TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
         in->clear();
         EXPECT_TRUE(in->seekg(1).fail());  // no other position
     }
-}
-
-TEST_F(SafeFileTest, DocumentReadsBackAsWritten) {
-    std::istringstream source("<doc title=\"a &amp; b\"><item n=\"1\">line one</item><empty/></doc>");
-    std::ostringstream written, again;
-    KpXmlTree(source).putToStream(written, true);
-    write(target, KpXmlTree::getOFStreamOpenMode(), written.str());
-    EXPECT_EQ(readBytes(target), "<?xml version=\"1.0\"?>\r\n<doc title=\"a &amp; b\">\r\n"
-                                 "<item n=\"1\">line one</item>\r\n<empty />\r\n</doc>\r\n");
-    KpXmlTree(*openIFStream(target.c_str())).putToStream(again, true);
-    EXPECT_EQ(again.str(), written.str());
 }
 
 }  // namespace

@@ -42,19 +42,18 @@ long fromEnvironment(const char* name, long fallback) {
 class SaveFaultTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        const std::string unique = "kpxml_save_" + std::to_string(KpXml::test::processId()) + "_" +
-                                   ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        root = fs::temp_directory_path() / unique;
+        original = fs::temp_directory_path().string();
+        root = KpXml::test::temporaryPath(::testing::UnitTest::GetInstance()->current_test_info()->name());
         const char* targetRoot = std::getenv("KPXML_SAVE_TARGET_DIRECTORY");
         targets = (targetRoot != nullptr ? fs::path(targetRoot) : root) / "targets";
         temporary = root / "tmp";
         fs::create_directories(targets);
         fs::create_directories(temporary);
-        saved = KpXml::test::redirectTemporaryDirectory((temporary / "").string());
+        KpXml::test::redirectTemporaryDirectory((temporary / "").string());
         target = (targets / "target.xml").string();
     }
     void TearDown() override {
-        KpXml::test::restoreVariables(saved);
+        KpXml::test::redirectTemporaryDirectory(original);
         XML_Stop();
         fs::remove_all(targets);
         fs::remove_all(root);
@@ -75,8 +74,7 @@ protected:
     }
 
     fs::path root, targets, temporary;
-    std::string target;
-    KpXml::test::SavedVariables saved;
+    std::string target, original;
 };
 
 TEST_F(SaveFaultTest, EveryFailingStepLeavesTheOldTargetAndOnlyACompleteTemporaryFile) {

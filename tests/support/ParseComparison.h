@@ -2,8 +2,8 @@
 #define KPXML_TESTS_SUPPORT_PARSECOMPARISON_H
 
 // Parses one text both ways the parser can read tags (directly where a tag allows it, and every
-// tag step by step) and tells the first difference between the results. Used by the unit tests
-// and the fuzz target.
+// tag step by step) and tells the difference between the results. Used by the unit tests and the
+// fuzz target.
 
 #include <algorithm>
 #include <cstddef>
@@ -11,8 +11,10 @@
 #include <streambuf>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "TestSupport.h"
 #include "kpxml/KpXmlTree.h"
 #include "xml/ParsingPath.h"
 
@@ -74,44 +76,43 @@ inline void parseInto(ParseOutcome& outcome, const std::string& text, std::size_
     outcome.position = in.tellg();
 }
 
-// The first difference between two trees, walked node by node (names, texts, entity flags,
-// attributes in order with their entity flags, children), or the empty text when they are equal.
-inline std::string treeDifference(const KpXmlData* first, const KpXmlData* second) {
-    std::vector<std::pair<const KpXmlData*, const KpXmlData*>> pending{{first, second}};
+// A tree on one line: the name ('' when empty), [name="value" ...] when there are attributes,
+// :"text" when there is text, (child child ...) when there are children; '!' before a child whose
+// parent is another node. Bytes are shown as by shown(). Walked without recursion, so any depth
+// can be shown.
+inline std::string dump(const KpXmlData* root) {
+    std::string out;
+    std::vector<std::variant<const KpXmlData*, const char*>> pending{root};  // nodes and punctuation
     while (!pending.empty()) {
-        const auto [a, b] = pending.back();
+        const auto item = pending.back();
         pending.pop_back();
-        if (a == nullptr || b == nullptr) {
-            if (a != b) return "a node is missing on one side";
+        if (std::holds_alternative<const char*>(item)) {
+            out += std::get<const char*>(item);
             continue;
         }
-        const std::string where = "at node '" + a->getName() + "': ";
-        if (a->getName() != b->getName()) return where + "other name '" + b->getName() + "'";
-        if (a->getData() != b->getData()) return where + "texts '" + a->getData() + "' and '" + b->getData() + "'";
-        if (a->getEntityFlag() != b->getEntityFlag()) return where + "entity flags differ";
-        const auto& attributesA = a->getAttributes();
-        const auto& attributesB = b->getAttributes();
-        if (attributesA.size() != attributesB.size()) return where + "attribute counts differ";
-        for (std::size_t i = 0; i < attributesA.size(); ++i) {
-            const KpXmlAttributeData& x = *attributesA[i];
-            const KpXmlAttributeData& y = *attributesB[i];
-            if (x.getName() != y.getName() || x.getData() != y.getData() || x.getEntityFlag() != y.getEntityFlag()) {
-                return where + "attributes " + x.getName() + "=\"" + x.getData() + "\" and " + y.getName() + "=\"" +
-                       y.getData() + '"';
-            }
+        const KpXmlData* node = std::get<const KpXmlData*>(item);
+        if (node == nullptr) {
+            out += "null";
+            continue;
         }
-        const auto& childrenA = a->getChildren();
-        const auto& childrenB = b->getChildren();
-        if (childrenA.size() != childrenB.size()) return where + "child counts differ";
-        for (std::size_t i = 0; i < childrenA.size(); ++i) {
-            if ((childrenA[i] != nullptr && childrenA[i]->getParent() != a) ||
-                (childrenB[i] != nullptr && childrenB[i]->getParent() != b)) {
-                return where + "a child's parent is wrong";
-            }
-            pending.emplace_back(childrenA[i], childrenB[i]);
+        out += node->getName().empty() ? "''" : shown(node->getName());
+        const char* separator = "[";
+        for (const KpXmlAttributeData* attribute : node->getAttributes()) {
+            out += separator + shown(attribute->getName()) + "=\"" + shown(attribute->getData()) + '"';
+            separator = " ";
+        }
+        if (!node->getAttributes().empty()) out += ']';
+        if (!node->getData().empty()) out += ":\"" + shown(node->getData()) + '"';
+        const std::vector<KpXmlData*>& children = node->getChildren();
+        if (!children.empty()) pending.push_back(")");
+        for (auto child = children.rbegin(); child != children.rend(); ++child) {
+            pending.push_back(*child);
+            const bool adopted = *child != nullptr && (*child)->getParent() != node;
+            const bool first = child + 1 == children.rend();
+            pending.push_back(first ? (adopted ? "(!" : "(") : (adopted ? " !" : " "));
         }
     }
-    return std::string();
+    return out;
 }
 
 // Parses text, delivered in pieces of pieceSize bytes, with and without reading tags directly;
@@ -128,7 +129,9 @@ inline std::string pathDifference(const std::string& text, std::size_t pieceSize
         return "stream left at " + std::to_string(direct.position) + " and " + std::to_string(stepByStep.position);
     }
     if (direct.state != stepByStep.state) return "stream states differ";
-    return treeDifference(direct.tree.getRoot(), stepByStep.tree.getRoot());
+    const std::string directTree = dump(direct.tree.getRoot());
+    const std::string stepByStepTree = dump(stepByStep.tree.getRoot());
+    return directTree == stepByStepTree ? std::string() : "trees " + directTree + "\nand " + stepByStepTree;
 }
 
 }  // namespace KpXml::test

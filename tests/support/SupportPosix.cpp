@@ -21,23 +21,7 @@ bool setReadOnly(const std::string& path, bool readOnly) {
     return ::chmod(path.c_str(), mode) == 0;
 }
 
-SavedVariables redirectTemporaryDirectory(const std::string& directory) {
-    SavedVariables saved;
-    const char* value = std::getenv("TMPDIR");
-    saved.variables.push_back({"TMPDIR", value != nullptr, value != nullptr ? value : ""});
-    ::setenv("TMPDIR", directory.c_str(), 1);
-    return saved;
-}
-
-void restoreVariables(const SavedVariables& saved) {
-    for (const SavedVariables::Variable& variable : saved.variables) {
-        if (variable.wasSet) {
-            ::setenv(variable.name.c_str(), variable.value.c_str(), 1);
-        } else {
-            ::unsetenv(variable.name.c_str());
-        }
-    }
-}
+void redirectTemporaryDirectory(const std::string& directory) { ::setenv("TMPDIR", directory.c_str(), 1); }
 
 ChildProcess::~ChildProcess() {
     kill();

@@ -21,28 +21,9 @@ bool setReadOnly(const std::string& path, bool readOnly) {
     return ::SetFileAttributesA(path.c_str(), attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes) != 0;
 }
 
-SavedVariables redirectTemporaryDirectory(const std::string& directory) {
-    SavedVariables saved;
-    for (const char* name : {"TMP", "TEMP"}) {
-        SavedVariables::Variable variable{name, false, std::string()};
-        ::SetLastError(ERROR_SUCCESS);
-        const DWORD size = ::GetEnvironmentVariableA(name, nullptr, 0);
-        if (size != 0 || ::GetLastError() != ERROR_ENVVAR_NOT_FOUND) {
-            std::vector<char> value(size + 1, '\0');
-            const DWORD length = ::GetEnvironmentVariableA(name, value.data(), size + 1);
-            variable.wasSet = true;
-            variable.value.assign(value.data(), length <= size ? length : 0);
-        }
-        saved.variables.push_back(std::move(variable));
-        ::SetEnvironmentVariableA(name, directory.c_str());
-    }
-    return saved;
-}
-
-void restoreVariables(const SavedVariables& saved) {
-    for (const SavedVariables::Variable& variable : saved.variables) {
-        ::SetEnvironmentVariableA(variable.name.c_str(), variable.wasSet ? variable.value.c_str() : nullptr);
-    }
+void redirectTemporaryDirectory(const std::string& directory) {
+    ::SetEnvironmentVariableA("TMP", directory.c_str());
+    ::SetEnvironmentVariableA("TEMP", directory.c_str());
 }
 
 ChildProcess::~ChildProcess() {

@@ -2,6 +2,7 @@
 
 #include "TestSupport.h"
 
+#include <filesystem>
 #include <fstream>
 
 namespace KpXml::test {
@@ -15,6 +16,11 @@ std::string readBytes(const std::string& path) {
 
 void writeBytes(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string temporaryPath(const std::string& name) {
+    const std::string unique = "kpxml_" + std::to_string(processId()) + "_" + name;
+    return (std::filesystem::temp_directory_path() / unique).string();
 }
 
 std::string shown(const std::string& text) {

@@ -36,25 +36,16 @@ inline void countInvalidParameter() { ++invalidParameterCalls; }
 
 // This process's id.
 int processId();
+// A path in the system's temporary directory, unique to this process: kpxml_<id>_<name>.
+std::string temporaryPath(const std::string& name);
 
 // Makes path read-only (Windows: the read-only attribute; POSIX: no write bits) or writable
 // again (Windows: clears the attribute; POSIX: adds the owner's write bit).
 bool setReadOnly(const std::string& path, bool readOnly);
 
-// Environment variables as they were before a change, to be put back.
-struct SavedVariables {
-    struct Variable {
-        std::string name;
-        bool wasSet;
-        std::string value;
-    };
-    std::vector<Variable> variables;
-};
 // Points the temporary directory at directory by setting the environment variables the platform
-// takes it from (POSIX: TMPDIR; Windows: TMP and TEMP). Returns their previous values.
-SavedVariables redirectTemporaryDirectory(const std::string& directory);
-// Puts back what redirectTemporaryDirectory changed.
-void restoreVariables(const SavedVariables& saved);
+// takes it from (POSIX: TMPDIR; Windows: TMP and TEMP). Tests put it back the same way.
+void redirectTemporaryDirectory(const std::string& directory);
 
 // A program run as a child process, which inherits the environment. Killed when destroyed.
 class ChildProcess {

@@ -1,6 +1,7 @@
 // Tests of the document object: the root, the current node moved by open and close, shared copies,
-// and the editing calls that act through the current node.
+// the editing calls that act through the current node, and the exchange wrapper's ownership.
 
+#include "kpxml/KpExchangeXml.h"
 #include "kpxml/KpXmlTree.h"
 
 #include <gtest/gtest.h>
@@ -112,6 +113,31 @@ TEST(DocumentTest, CopiesShareNodesButNotIndentation) {
     // Only a keeps the shared root at destruction.
     b.setRoot(nullptr);
     c.setRoot(nullptr);
+}
+
+// Counts destroyed documents.
+struct CountedTree : KpXmlTree {
+    CountedTree(const std::string& name, int* counter) : KpXmlTree(name), destroyed(counter) {}
+    ~CountedTree() override { ++*destroyed; }
+    int* destroyed;
+};
+
+// Reaches the protected document access, as the classes built on the wrapper do.
+struct Exchange : KpExchangeXml {
+    using KpExchangeXml::setTree;
+};
+
+TEST(ExchangeTest, TheHeldDocumentIsDestroyedWithTheWrapperButNotWhenReplaced) {
+    int destroyed = 0;
+    auto* first = new CountedTree("a", &destroyed);
+    {
+        Exchange exchange;
+        exchange.setTree(first);
+        exchange.setTree(new CountedTree("b", &destroyed));  // the first is the caller's again
+        EXPECT_EQ(destroyed, 0);
+    }
+    EXPECT_EQ(destroyed, 1);  // the second went with the wrapper
+    delete first;
 }
 
 }  // namespace

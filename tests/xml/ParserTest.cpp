@@ -14,27 +14,8 @@
 
 namespace {
 
+using KpXml::test::dump;
 using KpXml::test::shown;
-
-// name ('' when empty), [attr="value" ...] when there are attributes, :"text" when there is text,
-// (child child ...) when there are children.
-std::string dump(const KpXmlData* node) {
-    std::string out = node->getName().empty() ? "''" : shown(node->getName());
-    const char* separator = "[";
-    for (const KpXmlAttributeData* attribute : node->getAttributes()) {
-        out += separator + shown(attribute->getName()) + "=\"" + shown(attribute->getData()) + '"';
-        separator = " ";
-    }
-    if (!node->getAttributes().empty()) out += ']';
-    if (!node->getData().empty()) out += ":\"" + shown(node->getData()) + '"';
-    separator = "(";
-    for (const KpXmlData* child : node->getChildren()) {
-        out += separator + dump(child);
-        separator = " ";
-    }
-    if (!node->getChildren().empty()) out += ')';
-    return out;
-}
 
 std::string parsed(const std::string& text) {
     std::istringstream in(text);

@@ -1,10 +1,18 @@
-// Tests of the element node's tree: children and attributes, the searches and the deletions.
+// The element node: its children and attributes, the searches and deletions, the attribute
+// record's comparisons, and the node pool's paths that a single-threaded tree never takes (slots
+// released on another thread, nodes of a derived class too large for a slot).
 
+#include "xml/ObjectPool.h"
+
+#include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <limits>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -100,6 +108,79 @@ TEST(NodeTreeTest, FlushAndInitClearOnlyTheirOwnParts) {
     node.createChild("kept");
     node.init();
     EXPECT_EQ(state(), std::tuple("text", false, false, nullptr, 1u));
+}
+
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
+
+TEST(AttributeDataTest, TextComparisonTakesLengthAndEveryByte) {
+    const KpXmlAttributeData attribute("a", std::string("x\0y", 3));
+    EXPECT_TRUE(attribute.getEntityFlag());
+    EXPECT_FALSE(attribute.checkValue(std::string("x")));
+    EXPECT_TRUE(attribute.checkValue(std::string("x\0y", 3)));
+    EXPECT_FALSE(KpXmlAttributeData("a", "1").checkValue(std::string("01")));
+}
+
+TEST(AttributeDataTest, CheckValueWithToleranceIsStrict) {
+    const struct { const char* text; double value; double tolerance; bool expected; } cases[] = {
+        {"1", 1.0, 0.0, false},    {"1.5", 1.0, 0.5, false},     {"1.5", 1.0, 0.5000001, true},
+        {"-2", 2.0, 4.0, false},   {"-2", 2.0, 4.0000001, true}, {"1", 1.0, -1.0, false},
+        {"nan", 0.0, infinity, false}, {"1", quietNaN, infinity, false},     {"inf", infinity, 1.0, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(KpXmlAttributeData("a", c.text).checkValue(c.value, c.tolerance), c.expected)
+            << c.text << " vs " << c.value << " within " << c.tolerance;
+    }
+}
+
+
+TEST(ObjectPoolTest, SlotsReleasedOnAnotherThreadAreReusedByTheFirst) {
+    std::vector<KpXmlData*> nodes(4096);
+    for (KpXmlData*& node : nodes) node = new KpXmlData("n");
+    std::thread([&nodes] {
+        for (KpXmlData* node : nodes) delete node;
+    }).join();
+    // The other thread kept at most two batches (of 256 slots) of free slots and passed on the rest,
+    // so taking half of them again here needs no new memory.
+    const std::size_t reserved = KpXml::detail::nodePool().bytesReserved();
+    std::vector<KpXmlData*> again(2048);
+    for (KpXmlData*& node : again) node = new KpXmlData("again");
+    EXPECT_EQ(KpXml::detail::nodePool().bytesReserved(), reserved);
+    for (const KpXmlData* node : again) {
+        EXPECT_EQ(node->getName(), "again");
+        delete node;
+    }
+}
+
+// A node with more state than a slot holds, which counts its own destruction.
+struct LargeNode : KpXmlData {
+    explicit LargeNode(int* counter) : KpXmlData("large"), destroyed(counter) { std::memset(payload, 0x5A, sizeof payload); }
+    ~LargeNode() override { ++*destroyed; }
+    int* destroyed;
+    unsigned char payload[1000];
+};
+
+// Deleting a subtree goes without recursion (RoundTripTest deletes a million levels) and still
+// deletes every node once, through the base class.
+TEST(ObjectPoolTest, NodesLargerThanASlotLiveOnTheHeapAndADeepSubtreeIsDeletedOnce) {
+    ASSERT_GT(sizeof(LargeNode), KpXml::detail::nodePool().slotSize);
+    const std::size_t inUse = KpXml::detail::nodePool().bytesInUse();
+    int destroyed = 0;
+    auto* root = new LargeNode(&destroyed);
+    KpXmlData* level = root;
+    for (int depth = 0; depth < 1000; ++depth) {  // two children a level; the second goes deeper
+        auto* next = new LargeNode(&destroyed);
+        level->addChild(new LargeNode(&destroyed));
+        level->addChild(next);
+        level->addChild(nullptr);
+        level = next;
+    }
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
+    EXPECT_EQ(static_cast<LargeNode*>(level)->payload[999], 0x5A);
+    delete root;
+    EXPECT_EQ(destroyed, 2001);
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
 }
 
 }  // namespace
