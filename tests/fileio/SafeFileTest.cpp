@@ -1,134 +1,146 @@
-// Safe file output (a temporary file that replaces the target when done) and text-mode input:
-// the bytes on disk, the commit's failure cases and reading back.
+// Safe file output (a temporary file that replaces the target when done) and text-mode input.
+// Saving never loses the old file: every step of a save failed in turn, savers killed at random
+// moments, and two savers of one target at once. KPXML_KILLS (default 50), KPXML_KILL_KILOBYTES
+// (default 2048) and KPXML_SAVE_TARGET_DIRECTORY (default: beside the temporary directory) size
+// the kill test and choose the target's file system.
 
 #include "fileio/KpOFStream.h"
 #include "fileio/TextFileBuffer.h"
+#include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlTree.h"
-#include "platform/Files.h"
+#include "platform/FileFaults.h"
 
 #include <gtest/gtest.h>
 
-#include "TestSupport.h"
-
-#include <cstdio>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <iostream>
 #include <iterator>
 #include <memory>
+#include <random>
+#include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "TestSupport.h"
 
 namespace {
 
-namespace platform = KpXml::detail::platform;
+namespace fs = std::filesystem;
 using KpXml::detail::TextFileBuffer;
-
+using KpXml::detail::platform::FileFaults;
 using KpXml::test::readBytes;
+using KpXml::test::writeBytes;
+using Clock = std::chrono::steady_clock;
+
+long fromEnvironment(const char* name, long fallback) {
+    const char* value = std::getenv(name);
+    return value != nullptr && std::atol(value) > 0 ? std::atol(value) : fallback;
+}
 
 std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
 
+// Each test works in a directory of its own, with the temporary directory pointed into it.
 class SafeFileTest : public ::testing::Test {
 protected:
-    // The target's name is made from a reserved temporary file, so runs in parallel never meet.
     void SetUp() override {
-        ASSERT_TRUE(platform::getTemporaryDirectory(directory));
-        platform::NativeFile file;
-        ASSERT_TRUE(platform::createTemporaryFile(directory, reserved, file));
-        target = reserved + ".xml";
-        files = {reserved, target};
+        original = fs::temp_directory_path().string();
+        root = KpXml::test::temporaryPath(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        const char* targetRoot = std::getenv("KPXML_SAVE_TARGET_DIRECTORY");
+        targets = (targetRoot != nullptr ? fs::path(targetRoot) : root) / "targets";
+        temporary = root / "tmp";
+        fs::create_directories(targets);
+        fs::create_directories(temporary);
+        KpXml::test::redirectTemporaryDirectory((temporary / "").string());
+        target = (targets / "target.xml").string();
     }
-    // Every file a test made is removed, read-only ones included.
     void TearDown() override {
-        for (const std::string& path : files) {
-            if (!std::filesystem::exists(path)) continue;
-            KpXml::test::setReadOnly(path, false);
-            EXPECT_EQ(std::remove(path.c_str()), 0) << path;
-        }
+        KpXml::test::redirectTemporaryDirectory(original);
+        XML_Stop();
+        fs::remove_all(targets);
+        fs::remove_all(root);
     }
-    void store(const std::string& bytes) { KpXml::test::writeBytes(target, bytes); }
-    // Writes text to path through a KpOFStream; returns the temporary file's name.
-    std::string write(const std::string& path, int mode, const std::string& text) {
-        KpOFStream out(path.c_str(), mode);
-        EXPECT_NE(out.getStream(), nullptr) << path;
-        if (out.getStream() == nullptr) return std::string();
-        EXPECT_EQ(out.getTargetPath(), path);
-        EXPECT_EQ(out.getTemporaryPath().compare(0, directory.size() + 3, directory + "kpo"), 0);
-        files.push_back(out.getTemporaryPath());  // a failed commit leaves it
+    static std::vector<std::string> namesIn(const fs::path& directory) {
+        std::vector<std::string> names;
+        for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+    // Runs the saver program (SaveHelper.cpp) to its end; returns its exit code.
+    static int runSaver(const std::string& path, const std::string& letters, long saves, long kilobytes) {
+        KpXml::test::ChildProcess saver;
+        if (!saver.start(KPXML_SAVER, {path, letters, std::to_string(saves), std::to_string(kilobytes)})) return -2;
+        return saver.wait();
+    }
+    // Writes text to the target through a KpOFStream, which commits when it goes.
+    void write(int mode, const std::string& text) {
+        KpOFStream out(target.c_str(), mode);
+        ASSERT_NE(out.getStream(), nullptr);
+        EXPECT_EQ(out.getTargetPath(), target);
         *out.getStream() << text << std::flush;
         EXPECT_TRUE(out.getStream()->good());
-        return out.getTemporaryPath();
     }
 
-    std::string directory;
-    std::string reserved;
-    std::string target;
-    std::vector<std::string> files;
+    fs::path root, targets, temporary;
+    std::string target, original;
 };
 
 TEST_F(SafeFileTest, AppendFollowsTheOldContentTextModeStoresCarriageReturnsBinaryModeDoesNot) {
-    write(target, KpOFStream::modeOut | KpOFStream::modeAppend, "new\n");  // no target yet
+    write(KpOFStream::modeOut | KpOFStream::modeAppend, "new\n");  // no target yet
     EXPECT_EQ(readBytes(target), "new\r\n");
-    write(target, KpOFStream::modeAppend, "more\n");  // the output bit is added
+    write(KpOFStream::modeAppend, "more\n");  // the output bit is added
     EXPECT_EQ(readBytes(target), "new\r\nmore\r\n");
-    const std::string temporary = write(target, KpOFStream::modeOut, "a\nb\n");
+    write(KpOFStream::modeOut, "a\nb\n");
     EXPECT_EQ(readBytes(target), "a\r\nb\r\n");
-    EXPECT_FALSE(std::filesystem::exists(temporary));
-    write(target, KpOFStream::modeOut | KpOFStream::modeBinary, "a\nb\n");
+    EXPECT_EQ(namesIn(temporary), std::vector<std::string>{});
+    write(KpOFStream::modeOut | KpOFStream::modeBinary, "a\nb\n");
     EXPECT_EQ(readBytes(target), "a\nb\n");
     // More than one buffer's worth, with line feeds across the buffer's end.
-    write(target, KpOFStream::modeOut, std::string(TextFileBuffer::bufferCapacity + 3, '\n'));
+    write(KpOFStream::modeOut, std::string(TextFileBuffer::bufferCapacity + 3, '\n'));
     std::string expected;
     for (std::size_t i = 0; i < TextFileBuffer::bufferCapacity + 3; ++i) expected += "\r\n";
     EXPECT_EQ(readBytes(target), expected);
 }
 
-TEST_F(SafeFileTest, TargetInMissingDirectoryOrReadOnlyTargetKeepsTheTemporaryFile) {
-    const std::string missing = reserved + ".dir/out.xml";
-    const std::string temporary = write(missing, KpOFStream::modeOut, "<doc/>\n");
-    EXPECT_FALSE(std::filesystem::exists(missing));
-    EXPECT_EQ(readBytes(temporary), "<doc/>\r\n");
-
-    store("old\r\n");
-    ASSERT_TRUE(KpXml::test::setReadOnly(target, true));  // POSIX: no write bits
-    const std::string kept = write(target, KpOFStream::modeOut, "new\nlines\n");
-    EXPECT_EQ(readBytes(target), "old\r\n");
-    EXPECT_EQ(readBytes(kept), "new\r\nlines\r\n");
-}
-
 TEST_F(SafeFileTest, WriterCutOffByAnExceptionKeepsTheOldTarget) {
-    store("old\r\n");
-    std::string temporary;
+    writeBytes(target, "old\r\n");
     try {
         KpOFStream out(target.c_str(), KpOFStream::modeOut);
         ASSERT_NE(out.getStream(), nullptr);
-        temporary = out.getTemporaryPath();
         *out.getStream() << "<doc>\n" << std::flush;
         throw std::runtime_error("writer failed");
     } catch (const std::runtime_error&) {
     }
     EXPECT_EQ(readBytes(target), "old\r\n");
-    EXPECT_FALSE(std::filesystem::exists(temporary));
+    EXPECT_EQ(namesIn(temporary), std::vector<std::string>{});
 }
 
 TEST_F(SafeFileTest, UnusableTemporaryDirectoryGivesNoStream) {
-    for (const std::string& unusable : {reserved + ".missing", directory + std::string(4100, 'd')}) {
-        KpXml::test::redirectTemporaryDirectory(unusable);
+    for (const fs::path& unusable : {root / "missing", temporary / std::string(4100, 'd')}) {
+        KpXml::test::redirectTemporaryDirectory(unusable.string());
         const KpOFStream out(target.c_str(), KpOFStream::modeOut);
-        KpXml::test::redirectTemporaryDirectory(directory);
+        KpXml::test::redirectTemporaryDirectory((temporary / "").string());
         EXPECT_EQ(out.getStream(), nullptr);
         EXPECT_EQ(out.getTemporaryPath() + out.getTargetPath(), "");
     }
-    EXPECT_FALSE(std::filesystem::exists(target));
+    EXPECT_FALSE(fs::exists(target));
 }
 
 TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
-    EXPECT_TRUE(openIFStream((reserved + ".none").c_str())->fail());  // a missing file
+    EXPECT_TRUE(openIFStream((root / "missing").string().c_str())->fail());
     const std::string filler(TextFileBuffer::bufferCapacity - 1, 'x');  // a carriage return ends a buffer
     const std::string cases[][2] = {{std::string("a\r\nb\rc\x1A" "d", 8), "a\nb\rc"}, {"\r", "\r"},
                                     {"\r\r\n\x1A\r", "\r\n"}, {filler + "\r\ny", filler + "\ny"},
                                     {filler + "\ry\r", filler + "\ry\r"}, {"a\r\x1A\n", "a\r"}};
     for (const auto& [stored, read] : cases) {
-        store(stored);
+        writeBytes(target, stored);
         const std::unique_ptr<std::istream> in = openIFStream(target.c_str());
         ASSERT_TRUE(in->good());
         EXPECT_EQ(readAll(*in), read);
@@ -138,6 +150,178 @@ TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
         EXPECT_EQ(readAll(in->seekg(0)), read);  // back to the beginning, as the parser goes
         in->clear();
         EXPECT_TRUE(in->seekg(1).fail());  // no other position
+    }
+}
+
+TEST_F(SafeFileTest, EveryFailingStepLeavesTheOldTargetAndOnlyACompleteTemporaryFile) {
+    // 150,000 characters of text: three writes of the 64 KiB buffer.
+    XML_Open("doc");
+    XML_SetText(std::string(150000, 'n').c_str());
+    const std::string old(70000, 'o');  // two reads of the 64 KiB copy buffer when appended to
+    struct Scenario {
+        const char* name;
+        bool append;       // through KpOFStream with the append bit, after the old content
+        bool otherDevice;  // the temporary directory as if on another file system
+        std::string steps;
+    };
+    const Scenario scenarios[] = {
+        {"same file system", false, false, "wwwfcr"},
+        {"append", true, false, "pwpwpwwwfcr"},
+        // Copied into a second temporary file beside the target, which takes its name.
+        {"other file system", false, true, "wwwfcrpwpwpwpfcr"},
+    };
+    for (const Scenario& s : scenarios) {
+        const auto save = [&] {
+            if (!s.append) return XML_WriteFile(target.c_str()) == 1;
+            KpOFStream out(target.c_str(), KpOFStream::modeAppend);
+            *out.getStream() << std::string(150000, 'n');
+            return out.commit();
+        };
+        writeBytes(target, old);
+        FileFaults::start(0, s.otherDevice);
+        ASSERT_TRUE(save()) << s.name;
+        EXPECT_EQ(FileFaults::stop(), s.steps) << s.name;
+        const std::string complete = readBytes(target);
+        EXPECT_EQ(complete.size(), s.append ? 220000u : 150036u) << s.name;  // 23 declaration, 13 tags
+        EXPECT_EQ(namesIn(temporary).size() + namesIn(targets).size(), 1u) << s.name;
+
+        const std::size_t stored = s.steps.find('c') + 1;  // the temporary file is complete
+        for (std::size_t step = 1; step <= s.steps.size(); ++step) {
+            SCOPED_TRACE(std::string(s.name) + ", failing step " + std::to_string(step));
+            writeBytes(target, old);
+            FileFaults::start(step, s.otherDevice);
+            EXPECT_EQ(save(), step > stored);
+            FileFaults::stop();
+            EXPECT_TRUE(readBytes(target) == old);
+            EXPECT_EQ(namesIn(targets), std::vector<std::string>{"target.xml"});
+            const std::vector<std::string> left = namesIn(temporary);
+            ASSERT_EQ(left.size(), step > stored ? 1u : 0u);
+            if (left.empty()) continue;
+            EXPECT_TRUE(readBytes((temporary / left[0]).string()) == complete);
+            fs::remove(temporary / left[0]);
+        }
+    }
+}
+
+TEST_F(SafeFileTest, TemporaryFileIsPrivateUntilItTakesTheTargetsPermissions) {
+#ifdef _WIN32
+    const std::regex name("kpo[0-9a-f]{1,4}\\.tmp");  // GetTempFileNameA's form
+    const fs::perms ownerOnly = fs::perms(0666);        // Windows has only the read-only attribute
+    const fs::perms groupReadable = fs::perms(0666);
+#else
+    const std::regex name("kpo[0-9a-f]{16}\\.tmp");
+    const fs::perms ownerOnly = fs::perms(0600);
+    const fs::perms groupReadable = fs::perms(0640);
+#endif
+    const std::string probe = (targets / "probe").string();
+    writeBytes(probe, "");  // a new file's permissions (0666 less the umask)
+    for (const bool exists : {false, true}) {
+        if (exists) {
+            writeBytes(target, "old");
+            fs::permissions(target, fs::perms(0640));
+        }
+        KpOFStream out(target.c_str(), KpOFStream::modeOut);
+        const fs::path temporaryFile = out.getTemporaryPath();
+        EXPECT_TRUE(std::regex_match(temporaryFile.filename().string(), name)) << temporaryFile;
+        EXPECT_EQ(fs::status(temporaryFile).permissions(), ownerOnly);
+        *out.getStream() << "new";
+        EXPECT_TRUE(out.commit());
+        EXPECT_FALSE(out.commit());  // once only
+        EXPECT_EQ(readBytes(target), "new");
+        EXPECT_EQ(fs::status(target).permissions(), exists ? groupReadable : fs::status(probe).permissions());
+    }
+}
+
+TEST_F(SafeFileTest, KilledSaverLeavesTheCompleteOldOrNewDocument) {
+    const long kills = fromEnvironment("KPXML_KILLS", 50);
+    const long kilobytes = fromEnvironment("KPXML_KILL_KILOBYTES", 2048);
+    const std::string documentA = (root / "a.xml").string(), documentB = (root / "b.xml").string();
+    ASSERT_EQ(runSaver(documentA, "a", 1, kilobytes), 0);
+    ASSERT_EQ(runSaver(documentB, "b", 1, kilobytes), 0);
+    const std::string a = readBytes(documentA), b = readBytes(documentB);
+    ASSERT_GT(a.size(), static_cast<std::size_t>(kilobytes) * 1024);
+    ASSERT_EQ(b.size(), a.size());
+
+    // How long the saver takes to start and to save, so that the kills fall on saves.
+    const auto timed = [&](long saves) {
+        const Clock::time_point start = Clock::now();
+        EXPECT_EQ(runSaver(target, "ab", saves, kilobytes), 0);
+        return Clock::now() - start;
+    };
+    const Clock::duration twoSaves = timed(2), sixSaves = timed(6);
+    const Clock::duration perSave = std::max<Clock::duration>((sixSaves - twoSaves) / 4, std::chrono::milliseconds(1));
+    const Clock::duration startup = std::max<Clock::duration>(twoSaves - 2 * perSave, Clock::duration(0));
+    const unsigned seed = std::random_device()();
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<Clock::rep> during(0, 3 * perSave.count());
+
+    long missing = 0, corrupt = 0, old = 0, changed = 0;
+    for (long kill = 0; kill < kills; ++kill) {
+        const std::string before = readBytes(target);
+        KpXml::test::ChildProcess saver;
+        ASSERT_TRUE(saver.start(KPXML_SAVER, {target, kill % 2 == 0 ? "ab" : "ba", "0", std::to_string(kilobytes)}));
+        std::this_thread::sleep_for(startup + Clock::duration(during(random)));
+        saver.kill();
+        saver.wait();
+        const std::string after = readBytes(target);
+        if (!fs::exists(target)) {
+            ++missing;
+        } else if (after != a && after != b) {
+            ++corrupt;
+        } else {
+            ++(after == before ? old : changed);
+        }
+    }
+    std::cout << "kills " << kills << " of saves of " << a.size() << " bytes (seed " << seed << "): " << missing
+              << " missing, " << corrupt << " corrupt, " << old << " unchanged, " << changed << " changed\n";
+    EXPECT_EQ(missing, 0);
+    EXPECT_EQ(corrupt, 0);
+}
+
+TEST_F(SafeFileTest, TwoProcessesOrTwoThreadsSavingOneTargetLeaveOneCompleteDocument) {
+    constexpr long saves = 200;
+    const std::string documentA = (root / "a.xml").string(), documentB = (root / "b.xml").string();
+    ASSERT_EQ(runSaver(documentA, "a", 1, 16), 0);
+    ASSERT_EQ(runSaver(documentB, "b", 1, 16), 0);
+    writeBytes(target, readBytes(documentA));
+    const std::vector<std::string> expected{readBytes(documentA), readBytes(documentB)};
+
+    // Runs save on two threads at once while the target's presence is watched.
+    const auto watched = [&](const std::function<bool(char)>& save) {
+        std::atomic<int> running{2};
+        std::atomic<bool> failed{false};
+        std::vector<std::thread> savers;
+        for (const char letter : {'a', 'b'}) {
+            savers.emplace_back([&, letter] {
+                if (!save(letter)) failed = true;
+                --running;
+            });
+        }
+        long missing = 0;
+        while (running > 0) missing += fs::exists(target) ? 0 : 1;
+        for (std::thread& saver : savers) saver.join();
+        EXPECT_FALSE(failed);
+        EXPECT_EQ(missing, 0);
+        EXPECT_NE(std::find(expected.begin(), expected.end(), readBytes(target)), expected.end());
+        EXPECT_EQ(namesIn(temporary), std::vector<std::string>{});
+        EXPECT_EQ(namesIn(targets), std::vector<std::string>{"target.xml"});
+    };
+    {
+        SCOPED_TRACE("processes");
+        watched([&](char letter) { return runSaver(target, std::string(1, letter), saves, 16) == 0; });
+    }
+    {
+        SCOPED_TRACE("threads");
+        const KpXmlTree a(*openIFStream(documentA.c_str())), b(*openIFStream(documentB.c_str()));
+        watched([&](char letter) {
+            bool all = true;
+            for (long save = 0; save < saves; ++save) {
+                KpOFStream out(target.c_str(), KpXmlTree::getOFStreamOpenMode());
+                (letter == 'a' ? a : b).putToStream(*out.getStream(), true);
+                all = out.commit() && all;
+            }
+            return all;
+        });
     }
 }
 

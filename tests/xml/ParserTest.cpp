@@ -125,8 +125,8 @@ TEST(ParserTest, ManyAttributesAndReferences) {
     const KpXmlTree tree(in);
     const auto& attributes = tree.getRoot()->getAttributes();
     ASSERT_EQ(attributes.size(), 100001u);
-    EXPECT_EQ(attributes[0]->getName() + '=' + attributes[0]->getData(), "n0=again");
-    for (std::size_t i = 1; i < 100000; ++i) ASSERT_EQ(attributes[i]->getData(), std::to_string(i));
+    EXPECT_EQ(attributes[0]->getData(), "again");
+    EXPECT_EQ(attributes[99999]->getName() + '=' + attributes[99999]->getData(), "n99999=99999");
     EXPECT_EQ(attributes[100000]->getData(), std::string(100000, '\x80'));
     EXPECT_EQ(tree.getRoot()->getData(), std::string(100000, '\x80'));
 }
@@ -134,17 +134,13 @@ TEST(ParserTest, ManyAttributesAndReferences) {
 TEST(ParserStreamTest, StateAfterTheParse) {
     std::istringstream ended("<a>x</a>");
     KpXmlTree tree(ended);
-    EXPECT_TRUE(ended.eof());
-    EXPECT_TRUE(ended.fail());
-    EXPECT_FALSE(ended.bad());
+    EXPECT_EQ(ended.rdstate(), std::ios_base::eofbit | std::ios_base::failbit);
 
     std::istringstream stopped("<a/><>rest");
     tree.buildOfStream(stopped);
     EXPECT_EQ(dump(tree.getRoot()), "a");
-    EXPECT_TRUE(stopped.good());
-    std::string rest;
-    stopped >> rest;
-    EXPECT_EQ(rest, "rest");
+    EXPECT_EQ(stopped.rdstate(), std::ios_base::goodbit);
+    EXPECT_EQ(stopped.tellg(), 6);
 
     // Reading starts at position 0, wherever the stream is.
     std::istringstream moved("<a><b/>t</a>");
