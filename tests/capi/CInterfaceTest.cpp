@@ -6,7 +6,6 @@
 #include <climits>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <utility>
@@ -51,17 +50,16 @@ protected:
         return ::testing::UnitTest::GetInstance()->current_test_info()->name() + ("_" + suffix);
     }
     std::string file(const std::string& suffix) { return files.emplace_back(KpXml::test::temporaryPath(unique(suffix))); }
-    std::string readBack(bool written) {  // the bytes of the last file named
-        return written ? KpXml::test::readBytes(files.back()) : "(not written)";
-    }
     std::string written() {
         XML_Write_Tree(tree, file("tree.xml").c_str());
-        return readBack(true);
+        return KpXml::test::readBytes(files.back());
     }
-    std::string writtenGlobal() { return readBack(XML_WriteFile(file("global.xml").c_str()) == 1); }
+    std::string writtenGlobal() {
+        return XML_WriteFile(file("global.xml").c_str()) == 1 ? KpXml::test::readBytes(files.back()) : "(not written)";
+    }
     // The root of xml read into the test's document (deleted at the end); opens a global document.
     int rootOf(const std::string& xml, const char* globalRoot = nullptr) {
-        std::ofstream(file("input.xml"), std::ios::binary) << xml;
+        KpXml::test::writeBytes(file("input.xml"), xml);
         if (globalRoot != nullptr) XML_Open(globalRoot);
         tree = XML_Get_Tree(unique("tree").c_str());
         XML_Read_Tree(tree, files.back().c_str());
@@ -150,8 +148,9 @@ TEST_F(CInterface, HandlesOfDestroyedNodesAreUnknownAndNewNodesGetNewHandles) {
     for (const int tag : {root + 4, root + 5, root + 6}) expectUnknown(tag);
 }
 
-TEST_F(CInterface, RunTogetherResultsWithoutDocumentWithoutCurrentNodeAndForNullArguments) {
-    int i = 77, length = -1, value = 0;
+// (The fuzz target passes null for every pointer.)
+TEST_F(CInterface, RunTogetherResultsWithoutDocumentAndWithoutCurrentNode) {
+    int i = 77, length = -1;
     double d = 7.5;
     char buffer[16] = "unchanged";
     const auto results = [&] {  // eight setters, two text-line functions, six getters
@@ -173,18 +172,6 @@ TEST_F(CInterface, RunTogetherResultsWithoutDocumentWithoutCurrentNodeAndForNull
     EXPECT_EQ(length, -1);
     EXPECT_EQ(d, 7.5);
     EXPECT_EQ(writtenGlobal(), declaration + "<r />\r\n");  // nothing was stored
-    XML_Open("r");
-    XML_SetAttributeInt("k", 1);
-    XML_SetText("t");
-    const std::vector<int> nulls = {
-        XML_ReadFile(nullptr), XML_WriteFile(nullptr), XML_SetText(nullptr), XML_GetInt(nullptr),
-        XML_GetReal(nullptr), XML_GetText(nullptr, 8, &length), XML_GetAttributeInt(nullptr, &value),
-        XML_GetAttributeInt("k", nullptr), XML_SetAttributeText(nullptr, "v"), XML_SetAttributeText("k", nullptr),
-        XML_AddTextLine(nullptr), XML_AddAttributeTextLine("k", nullptr), XML_AddAttributeTextLine(nullptr, "l"),
-        XML_SetAttributeInt(nullptr, 2), XML_Open(nullptr)};
-    EXPECT_EQ(nulls, std::vector<int>(nulls.size(), 0));
-    EXPECT_EQ(writtenGlobal(), declaration + "<r k=\"1\">t</r>\r\n");
-    EXPECT_EQ(globalText(), "t");  // still the current node
     EXPECT_EQ(handlerCalls, 0);
 }
 

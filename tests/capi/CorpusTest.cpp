@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -46,8 +45,7 @@ class Corpus : public ::testing::TestWithParam<const char*> {};
 TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
     const std::string base = std::string(KPXML_CORPUS_DIR) + "/" + GetParam();
     ASSERT_FALSE(readBytes(base + ".xml").empty()) << "cannot read " << base << ".xml";
-    const std::string name = "kpxml_corpus_" + std::to_string(KpXml::test::processId()) + "_" + GetParam() + ".xml";
-    const std::string written = (std::filesystem::temp_directory_path() / name).string();
+    const std::string written = KpXml::test::temporaryPath(std::string("corpus_") + GetParam() + ".xml");
 
     const int tree = XML_Get_Tree((std::string("corpus/") + GetParam()).c_str());
     XML_Read_Tree(tree, (base + ".xml").c_str());

@@ -20,21 +20,8 @@
 namespace {
 
 using Nodes = std::vector<KpXmlData*>;
-
-TEST(NodeTreeTest, ChildrenAreAppendedAndOpenChildReusesTheFirstMatch) {
-    KpXmlData root("r");
-    KpXmlData* a = new KpXmlData("a", &root);
-    EXPECT_EQ(a->getParent(), &root);
-    EXPECT_TRUE(a->getEntityFlag());
-    EXPECT_TRUE(root.getChildren().empty());  // not attached
-    root.addChild(a);
-    KpXmlData* b = root.createChild("b");
-    EXPECT_EQ(root.openChild("a", false), a);
-    KpXmlData* c = root.openChild("c", false);
-    KpXmlData* a2 = root.openChild("a", true);
-    EXPECT_EQ(root.getChildren(), (Nodes{a, b, c, a2}));
-    for (const KpXmlData* child : root.getChildren()) EXPECT_EQ(child->getParent(), &root);
-}
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(NodeTreeTest, FindTreeSearchesSelfThenChildrenThenEachSubtreeInOrder) {
     // 0 r -+- 1 a -+- 5 c -+- 7 x    depth 3 under the first child
@@ -110,10 +97,6 @@ TEST(NodeTreeTest, FlushAndInitClearOnlyTheirOwnParts) {
     EXPECT_EQ(state(), std::tuple("text", false, false, nullptr, 1u));
 }
 
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double quietNaN = std::numeric_limits<double>::quiet_NaN();
-
 TEST(AttributeDataTest, TextComparisonTakesLengthAndEveryByte) {
     const KpXmlAttributeData attribute("a", std::string("x\0y", 3));
     EXPECT_TRUE(attribute.getEntityFlag());
@@ -133,7 +116,6 @@ TEST(AttributeDataTest, CheckValueWithToleranceIsStrict) {
             << c.text << " vs " << c.value << " within " << c.tolerance;
     }
 }
-
 
 TEST(ObjectPoolTest, SlotsReleasedOnAnotherThreadAreReusedByTheFirst) {
     std::vector<KpXmlData*> nodes(4096);

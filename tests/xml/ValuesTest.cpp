@@ -23,6 +23,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -101,7 +102,6 @@ TEST(RealFormatTest, RejectedFormatsAndTextsOver1023CharactersGiveFalseAndEmptyT
 TEST(RealFormatTest, BadFormatOnNodeCallsTheHandlerAndStoresEmptyText) {
     int& handlerCalls = KpXml::test::invalidParameterCalls;
     const KpXmlInvalidParameterHandler previous = KpXml_SetInvalidParameterHandler(&KpXml::test::countInvalidParameter);
-    ASSERT_NE(previous, nullptr);
     for (const char* format : {static_cast<const char*>(nullptr), "%d", "%1024f"}) {
         SCOPED_TRACE(format != nullptr ? format : "(null)");
         KpXmlData node("n");
@@ -116,7 +116,7 @@ TEST(RealFormatTest, BadFormatOnNodeCallsTheHandlerAndStoresEmptyText) {
         EXPECT_EQ(node.getAttributeString("a"), "");
         EXPECT_TRUE(node.findAttribute("a")->getEntityFlag());
     }
-    EXPECT_EQ(KpXml_SetInvalidParameterHandler(previous), &KpXml::test::countInvalidParameter);
+    KpXml_SetInvalidParameterHandler(previous);
 }
 
 TEST(TypedValuesTest, TextLosesEndSpacesButAFormattedRealLosesAllEndWhiteSpace) {
@@ -176,17 +176,17 @@ TEST(TypedValuesTest, RealsHaveTwentySignificantDigits) {
 TEST(TypedValuesTest, ReadersAndTheirDefaultsForAMissingItem) {
     KpXmlData node("n");
     struct { int i = 11; long l = 12; double d = 13.5; bool b = false; std::string s = "keep"; } out;
-    const auto findAll = [&](const char* name) {  // how many of the five readers find the attribute
-        return node.findAttributeInt(name, out.i) + node.findAttributeLong(name, out.l) +
-               node.findAttributeDouble(name, out.d) + node.findAttributeBool(name, out.b) +
-               node.findAttributeString(name, out.s);
+    const auto findAll = [&](const char* name) {  // which of the five readers find the attribute
+        return std::vector<bool>{node.findAttributeInt(name, out.i), node.findAttributeLong(name, out.l),
+                                 node.findAttributeDouble(name, out.d), node.findAttributeBool(name, out.b),
+                                 node.findAttributeString(name, out.s)};
     };
     const auto attribute = [&](const char* name) {
         return std::tuple(node.getAttributeInt(name), node.getAttributeBool(name), node.getAttributeDouble(name),
                           node.getAttributeString(name));
     };
     EXPECT_EQ(attribute("m"), std::tuple(-1, true, 0.0, std::string()));
-    EXPECT_EQ(findAll("m"), 0);
+    EXPECT_EQ(findAll("m"), std::vector<bool>(5, false));
     EXPECT_EQ(std::tie(out.i, out.l, out.d, out.b, out.s), std::tuple(11, 12L, 13.5, false, "keep"));
     // The long is the real truncated toward zero (INT_MIN out of range); the flag is the integer's.
     const struct { const char* text; int i; long l; double d; bool b; } cases[] = {
@@ -195,7 +195,7 @@ TEST(TypedValuesTest, ReadersAndTheirDefaultsForAMissingItem) {
     for (const auto& c : cases) {
         node.setAttribute("v", std::string(c.text));
         EXPECT_EQ(attribute("v"), std::tuple(c.i, c.b, c.d, std::string(c.text)));
-        EXPECT_EQ(findAll("v"), 5);
+        EXPECT_EQ(findAll("v"), std::vector<bool>(5, true));
         EXPECT_EQ(std::tie(out.i, out.l, out.d, out.b, out.s), std::tuple(c.i, c.l, c.d, c.b, c.text));
     }
     // Children: the first of that name.
