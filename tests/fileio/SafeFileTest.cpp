@@ -109,6 +109,17 @@ TEST_F(SafeFileTest, AppendFollowsTheOldContentTextModeStoresCarriageReturnsBina
     EXPECT_EQ(readBytes(target), expected);
 }
 
+// (A move would replace a read-only file on POSIX and under Wine.)
+TEST_F(SafeFileTest, AReadOnlyTargetKeepsItsContentAndTheCompleteTemporaryFileStays) {
+    writeBytes(target, "old\r\n");
+    ASSERT_TRUE(KpXml::test::setReadOnly(target, true));
+    write(KpOFStream::modeOut, "new\n");
+    KpXml::test::setReadOnly(target, false);  // so that it can be removed
+    EXPECT_EQ(readBytes(target), "old\r\n");
+    ASSERT_EQ(namesIn(temporary).size(), 1u);
+    EXPECT_EQ(readBytes((temporary / namesIn(temporary)[0]).string()), "new\r\n");
+}
+
 TEST_F(SafeFileTest, WriterCutOffByAnExceptionKeepsTheOldTarget) {
     writeBytes(target, "old\r\n");
     try {
