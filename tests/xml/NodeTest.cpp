@@ -1,9 +1,12 @@
 // The element node: its children and attributes, the searches and deletions, the attribute
-// record's comparisons, and the node pool's paths that a single-threaded tree never takes (slots
-// released on another thread, nodes of a derived class too large for a slot).
+// record's comparisons, the node pool's paths that a single-threaded tree never takes (slots
+// released on another thread, nodes of a derived class too large for a slot), and the C
+// interface's index of children by name.
 
+#include "capi/Registries.h"
 #include "xml/ObjectPool.h"
 
+#include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
 
@@ -163,6 +166,23 @@ TEST(ObjectPoolTest, NodesLargerThanASlotLiveOnTheHeapAndADeepSubtreeIsDeletedOn
     delete root;
     EXPECT_EQ(destroyed, 2001);
     EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
+}
+
+// The C interface's index of a parent's children by name, with the parent's child list changed
+// directly in C++ while the index is built.
+TEST(ChildNameIndex, ForgetsAChildDestroyedThroughAChildListHeldFromBefore) {
+    const int tree = XML_Get_Tree("index");
+    const int root = XML_Create_Root_Tag(tree, "r");
+    for (int i = 0; i < 100; ++i) XML_Add_Child_Tag(root, ("c" + std::to_string(i)).c_str());
+    const int second = XML_Add_Child_Tag(root, "c7");
+    std::vector<KpXmlData*>& children = KpXml::detail::capi::element(root)->getChildren();
+    ASSERT_EQ(XML_Find_Child_Tag(root, "c7"), root + 8);
+    ASSERT_EQ(XML_Find_Child_Tag(root, "c7"), root + 8);  // the second search in a row builds the index
+    delete children[7];
+    children.erase(children.begin() + 7);
+    EXPECT_EQ(XML_Find_Child_Tag(root, "c7"), second);
+    EXPECT_EQ(XML_Find_Child_Tag(root, "c8"), root + 9);
+    XML_Delete_Tree(tree);
 }
 
 }  // namespace
