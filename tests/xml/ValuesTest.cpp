@@ -253,6 +253,7 @@ TEST(NodeHelpersTest, ReadValGivesTheValueOrKeepsThePresetValue) {
     EXPECT_EQ(read(true, &node, "e"), std::tuple(0, 0.0, false, false));
     EXPECT_EQ(read(false, &node, "c"), kept);
     EXPECT_EQ(read(true, &node, "a"), kept);
+    EXPECT_EQ(Util::getAttributeInt(nullptr, "a"), -1);  // no node reads as a missing attribute
 }
 
 TEST(NodeHelpersTest, SetChildDataWritesTheFirstChildOfThatNameAndTheCheckOnlyAboveTheThreshold) {
