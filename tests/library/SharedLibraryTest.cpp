@@ -16,6 +16,11 @@ TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
     EXPECT_EQ(child->getAttributeString("id"), "-1294967296");
     EXPECT_EQ(KpXmlDataUtil::getChildDouble(&root, "item"), 0.1);
     EXPECT_FALSE(KpXml::AttributeIn::readString(root, "missing").hasValue());
+    EXPECT_EQ(KpXml::AttributeIn::readString(root, "missing", "fallback"), "fallback");
+    KpXml::AttributeOut::writeString(root, "", "v");  // ignored
+    KpXml::AttributeOut::writeString(root, "a", " w ");
+    EXPECT_EQ(KpXml::AttributeIn::readString(root, "a", "fallback"), " w ");
+    EXPECT_EQ(root.getAttributes().size(), 1u);
 }
 
 }  // namespace

@@ -23,11 +23,6 @@ bool setReadOnly(const std::string& path, bool readOnly) {
 
 void redirectTemporaryDirectory(const std::string& directory) { ::setenv("TMPDIR", directory.c_str(), 1); }
 
-ChildProcess::~ChildProcess() {
-    kill();
-    wait();
-}
-
 bool ChildProcess::start(const std::string& program, const std::vector<std::string>& arguments) {
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));

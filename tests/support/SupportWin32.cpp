@@ -26,11 +26,6 @@ void redirectTemporaryDirectory(const std::string& directory) {
     ::SetEnvironmentVariableA("TEMP", directory.c_str());
 }
 
-ChildProcess::~ChildProcess() {
-    kill();
-    wait();
-}
-
 bool ChildProcess::start(const std::string& program, const std::vector<std::string>& arguments) {
     std::string commandLine = '"' + program + '"';
     for (const std::string& argument : arguments) commandLine += " \"" + argument + '"';

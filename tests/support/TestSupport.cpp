@@ -38,4 +38,9 @@ std::string shown(const std::string& text) {
 
 std::string quoted(const std::string& text) { return '"' + shown(text) + '"'; }
 
+ChildProcess::~ChildProcess() {
+    kill();
+    wait();
+}
+
 }  // namespace KpXml::test

@@ -8,7 +8,6 @@
 #include "xml/TextConvert.h"
 
 #include "kpxml/KpXmlApi.h"
-#include "kpxml/KpXmlAttributeStream.h"
 #include "kpxml/KpXmlData.h"
 #include "kpxml/KpXmlDataUtil.h"
 
@@ -284,20 +283,6 @@ TEST(NodeHelpersTest, OpenToAttributeFindsOrCreatesByNarrowedKey) {
     EXPECT_TRUE(created->findAttribute("id")->getEntityFlag());
     EXPECT_EQ(Util::openToAttribute(&node, "Case", "id", 3), created);
     EXPECT_EQ(node.getChildren().size(), 3u);
-}
-
-TEST(NodeHelpersTest, AttributeStreamsReadAndWriteStrings) {
-    KpXmlData node("n");
-    node.setAttribute("a", std::string(" v "), false);
-    EXPECT_EQ(KpXml::AttributeIn::readString(node, "a").getValue(), " v ");
-    EXPECT_FALSE(KpXml::AttributeIn::readString(node, "b").hasValue());
-    EXPECT_EQ(KpXml::AttributeIn::readString(node, "a", "fb"), " v ");
-    EXPECT_EQ(KpXml::AttributeIn::readString(node, "b", "fb"), "fb");
-    KpXml::AttributeOut::writeString(node, "", "v");  // ignored
-    KpXml::AttributeOut::writeString(node, "a", "  w");
-    EXPECT_EQ(node.getAttributes().size(), 1u);
-    EXPECT_EQ(node.getAttributeString("a"), "  w");
-    EXPECT_TRUE(node.findAttribute("a")->getEntityFlag());
 }
 
 // The ANSI code page conversions. The expected values are those of Windows-1252, the ANSI code
