@@ -1,4 +1,5 @@
-// The C interface through the shipped library. Handles are process-wide: expected handles are
+// The C interface (and at the end the classes) through the shipped shared library (libkpxml.so,
+// KpXml.dll). Handles are process-wide: expected handles are
 // computed from handles obtained in the same test, and every test deletes the documents it
 // registers, newest first, so that the tree registry keeps no gaps for the tests that follow.
 #include <gtest/gtest.h>
@@ -429,5 +430,23 @@ TEST_P(Corpus, ReadsAndWritesBackAsExpected) {
 INSTANTIATE_TEST_SUITE_P(Files, Corpus,
                          ::testing::Values("entities", "structure", "toplevel", "highbytes", "crlf", "indented"),
                          [](const ::testing::TestParamInfo<const char*>& info) { return std::string(info.param); });
+
+// The library's classes used through its public headers only, as a program outside the project
+// would use them.
+TEST(SharedLibrary, NodesBuiltAcrossTheLibraryBoundaryReadBack) {
+    KpXmlData root("root");
+    KpXmlData* child = root.openChild("item", false);
+    child->setAttribute("id", 3000000000ULL);
+    child->setData(0.1);
+    EXPECT_EQ(root.findTree("item", true), child);
+    EXPECT_EQ(child->getAttributeString("id"), "-1294967296");
+    EXPECT_EQ(KpXmlDataUtil::getChildDouble(&root, "item"), 0.1);
+    EXPECT_FALSE(KpXml::AttributeIn::readString(root, "missing").hasValue());
+    EXPECT_EQ(KpXml::AttributeIn::readString(root, "missing", "fallback"), "fallback");
+    KpXml::AttributeOut::writeString(root, "", "v");  // ignored
+    KpXml::AttributeOut::writeString(root, "a", " w ");
+    EXPECT_EQ(KpXml::AttributeIn::readString(root, "a", "fallback"), " w ");
+    EXPECT_EQ(root.getAttributes().size(), 1u);
+}
 
 }  // namespace
