@@ -39,7 +39,6 @@ TEST(DocumentTest, EditingCallsActOnlyOnTheCurrentNode) {
     tree.setAttribute("f", 2.5, "%.2f");
     tree.setValue(1.5, "%g");
     tree.remove("gone");
-    EXPECT_EQ(tree.findAttribute("f")->getData(), "2.50");
     EXPECT_EQ(written(tree), "<r x=\"1\">\n<c d=\"0.10000000000000000555\" f=\"2.50\">\n1.5<kept>\n<deep />\n</kept>\n</c>\n</r>\n");
     tree.flush();
     EXPECT_EQ(written(tree), "<r x=\"1\">\n<c>1.5</c>\n</r>\n");

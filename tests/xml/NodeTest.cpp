@@ -16,7 +16,6 @@
 #include <limits>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -59,7 +58,6 @@ TEST(NodeTreeTest, LookupsAndRemovalsTakeTheFirstMatchAndSkipNullEntries) {
     q->setAttribute("id", "2");
     p1->setAttribute("id", "2.0000001");
     p3->setAttribute("id", "2");
-    EXPECT_EQ(root.findTree("zz", true), nullptr);
     EXPECT_EQ(root.findChildToAttribute("p", "id", 2.0, 1e-3), p1);
     EXPECT_EQ(root.findChildToAttribute("p", "id", 2.0, 1e-9), p3);
     EXPECT_EQ(root.findChildToAttribute("p", "id", std::string("2")), p3);
@@ -79,30 +77,6 @@ TEST(NodeTreeTest, LookupsAndRemovalsTakeTheFirstMatchAndSkipNullEntries) {
     root.flush();
     EXPECT_TRUE(root.getChildren().empty());
     EXPECT_TRUE(root.getAttributes().empty());
-}
-
-TEST(NodeTreeTest, FlushAndInitClearOnlyTheirOwnParts) {
-    KpXmlData node("n");
-    int marker = 0;
-    node.setData("text");
-    node.setExpand(true);
-    node.setPointer(&marker);
-    node.createChild("c")->createChild("g");
-    node.flush();  // the children
-    EXPECT_EQ(std::tuple(node.getData(), node.getExpand(), node.getPointer(), node.getChildren().size()),
-              std::tuple("text", true, &marker, 0u));
-    node.createChild("kept");
-    node.init();  // the expand flag and the pointer
-    EXPECT_EQ(std::tuple(node.getData(), node.getExpand(), node.getPointer(), node.getChildren().size()),
-              std::tuple("text", false, nullptr, 1u));
-}
-
-TEST(AttributeDataTest, TextComparisonTakesLengthAndEveryByte) {
-    const KpXmlAttributeData attribute("a", std::string("x\0y", 3));
-    EXPECT_TRUE(attribute.getEntityFlag());
-    EXPECT_FALSE(attribute.checkValue(std::string("x")));
-    EXPECT_TRUE(attribute.checkValue(std::string("x\0y", 3)));
-    EXPECT_FALSE(KpXmlAttributeData("a", "1").checkValue(std::string("01")));
 }
 
 TEST(AttributeDataTest, CheckValueWithToleranceIsStrict) {
