@@ -1,8 +1,7 @@
 // Safe file output (a temporary file that replaces the target when done) and text-mode input.
 // Saving never loses the old file: every step of a save failed in turn, savers killed at random
-// moments, and two savers of one target at once. KPXML_KILLS (default 50), KPXML_KILL_KILOBYTES
-// (default 2048) and KPXML_SAVE_TARGET_DIRECTORY (default: beside the temporary directory) size
-// the kill test and choose the target's file system.
+// moments, two savers of one target at once. KPXML_KILLS (50), KPXML_KILL_KILOBYTES (2048) and
+// KPXML_SAVE_TARGET_DIRECTORY (default: beside the temporary directory) size the kill test.
 
 #include "fileio/KpOFStream.h"
 #include "fileio/TextFileBuffer.h"

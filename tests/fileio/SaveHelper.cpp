@@ -28,12 +28,11 @@ int makeDocument(char letter, long kilobytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) return 2;
+    if (argc != 5 || argv[2][0] == '\0') return 2;
     const std::string target = argv[1];
     const std::string letters = argv[2];
     const long saves = std::atol(argv[3]);
     const long kilobytes = std::atol(argv[4]);
-    if (letters.empty()) return 2;
     std::vector<int> trees;
     for (const char letter : letters) trees.push_back(makeDocument(letter, kilobytes));
     for (long save = 0; saves == 0 || save < saves; ++save) {

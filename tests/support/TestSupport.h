@@ -1,9 +1,8 @@
 #ifndef KPXML_TESTS_SUPPORT_TESTSUPPORT_H
 #define KPXML_TESTS_SUPPORT_TESTSUPPORT_H
 
-// Helpers shared by the test programs: bytes of files, readable forms of text, an invalid-parameter
-// handler that counts, and what the tests need from the system (read-only files, the temporary
-// directory, the process id, child processes). The library offers none of these.
+// Helpers shared by the test programs and fuzz targets: bytes of files, readable forms of text, a
+// counting invalid-parameter handler, and what they need from the system (the library has none).
 
 #include <cstdint>
 #include <sstream>

@@ -90,11 +90,8 @@ TEST(RealFormatTest, RejectedFormatsAndTextsOver1023CharactersGiveFalseAndEmptyT
         {std::string(1020, 'a') + "%.1f", 1023}, {std::string(1021, 'a') + "%.1f", 0},
         {std::string(2046, '%'), 1023}, {std::string(2048, '%'), 0},
     };
-    std::string out = "junk";
-    EXPECT_FALSE(KpXml::detail::formatReal(1.0, nullptr, out));
-    EXPECT_EQ(out, "");
     for (const auto& c : cases) {
-        out = "junk";
+        std::string out = "junk";
         EXPECT_EQ(KpXml::detail::formatReal(1.0, c.format.c_str(), out), c.length != 0) << c.format.substr(0, 16);
         EXPECT_EQ(out.size(), c.length) << c.format.substr(0, 16);
     }
