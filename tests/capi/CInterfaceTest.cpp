@@ -198,7 +198,6 @@ TEST_F(CInterface, NumberGettersOfBothFamilies) {
     }
 }
 
-// (On a node, a null format stores the empty text and calls the handler: RealFormatTest.)
 TEST_F(CInterface, ANullFormatStoresTheEmptyTextButNoAttributeOfTheCurrentNode) {
     XML_Open("g");
     XML_SetText("old");

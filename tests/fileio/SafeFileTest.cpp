@@ -1,7 +1,7 @@
 // Safe file output (a temporary file that replaces the target when done) and text-mode input.
 // Saving never loses the old file: every step of a save failed in turn, savers killed at random
-// moments, two savers of one target at once. KPXML_KILLS (50), KPXML_KILL_KILOBYTES (2048) and
-// KPXML_SAVE_TARGET_DIRECTORY (default: beside the temporary directory) size the kill test.
+// moments, two savers of one target at once. KPXML_KILLS (50) and KPXML_KILL_KILOBYTES (2048) size
+// the kill test; KPXML_SAVE_TARGET_DIRECTORY (default: the test's directory) picks the target's file system.
 
 #include "fileio/KpOFStream.h"
 #include "fileio/TextFileBuffer.h"
@@ -81,7 +81,6 @@ protected:
     void write(int mode, const std::string& text) {
         KpOFStream out(target.c_str(), mode);
         ASSERT_NE(out.getStream(), nullptr);
-        EXPECT_EQ(out.getTargetPath(), target);
         *out.getStream() << text << std::flush;
         EXPECT_TRUE(out.getStream()->good());
     }
@@ -154,7 +153,6 @@ TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
         const std::unique_ptr<std::istream> in = openIFStream(target.c_str());
         ASSERT_TRUE(in->good());
         EXPECT_EQ(readAll(*in), read);
-        EXPECT_EQ(in->get(), std::char_traits<char>::eof());
         EXPECT_TRUE(in->eof());
         in->clear();
         EXPECT_EQ(readAll(in->seekg(0)), read);  // back to the beginning, as the parser goes
