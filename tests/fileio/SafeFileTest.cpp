@@ -153,6 +153,7 @@ TEST_F(SafeFileTest, TextInputDropsCarriageReturnsBeforeLineFeedsAndEndsAt1A) {
         const std::unique_ptr<std::istream> in = openIFStream(target.c_str());
         ASSERT_TRUE(in->good());
         EXPECT_EQ(readAll(*in), read);
+        EXPECT_EQ(in->get(), std::char_traits<char>::eof());
         EXPECT_TRUE(in->eof());
         in->clear();
         EXPECT_EQ(readAll(in->seekg(0)), read);  // back to the beginning, as the parser goes
