@@ -57,8 +57,7 @@ public:
           readPlainTags(!stepByStep) {
         levels.reserve(initialDepth);
         pendingChildren.reserve(initialDepth);
-        levels.emplace_back();
-        levels[0].node = &root;
+        levels.push_back({&root, nullptr, 0, false, false});
     }
 
     // Reads in to its end or to the end of the document level; returns true in the latter case,
@@ -142,32 +141,27 @@ private:
         }
     }
 
-    // One element whose content is being read (the document level first). Entries deeper than
-    // the current depth are kept, so that their buffers are reused.
+    // One element whose content is being read (the document level first). Only the innermost
+    // level gathers text: an outer level's text is emptied when the element inside it ends, and
+    // is never used when the stream ends first, so it is dropped as soon as an element opens.
     struct Level {
-        std::string text;                  // character data gathered at this level
-        KpXmlData* node = nullptr;         // the element whose content this is
+        KpXmlData* node;                   // the element whose content this is
         std::unique_ptr<KpXmlData> owned;  // the element, until it goes to the level above; null for the root
-        std::size_t firstChild = 0;        // where the children read at this level start in pendingChildren
+        std::size_t firstChild;            // where the children read at this level start in pendingChildren
         // The element had no name when its level began: the tag text "/" ends the level. Otherwise
         // "/" + its name does, a name that no longer changes.
-        bool unnamed = false;
-        bool plainName = false;  // the name holds no '&' or '<', so its end tag can be read directly
+        bool unnamed;
+        bool plainName;  // the name holds no '&' or '<', so its end tag can be read directly
     };
 
-    // True when the tag text [text, text + length) ends the current level (the document level: the
-    // empty text).
-    bool endsLevel(const char* text, std::size_t length) const {
+    // True when the tag text [tagText, tagText + length) ends the current level (the document
+    // level: the empty text).
+    bool endsLevel(const char* tagText, std::size_t length) const {
         if (depth == 0) return length == 0;
         const Level& level = levels[depth];
         const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
-        return length == nameLength + 1 && text[0] == '/' &&
-               std::memcmp(text + 1, level.node->getName().data(), nameLength) == 0;
-    }
-
-    // The buffer that receives a level's text when it ends, and that each of its tags empties.
-    std::string& outputOf(std::size_t level) {
-        return level == 0 ? documentText : levels[level - 1].text;
+        return length == nameLength + 1 && tagText[0] == '/' &&
+               std::memcmp(tagText + 1, level.node->getName().data(), nameLength) == 0;
     }
 
     // Handles the bytes [p, end). Returns null when all were used, or the position after the byte
@@ -181,7 +175,7 @@ private:
                 if (semicolon == nullptr) return nullptr;
                 p = semicolon + 1;
                 inEntity = false;
-                KpXml::detail::appendReference(entity, entities, inTag, true, inTag ? tag : levels[depth].text);
+                KpXml::detail::appendReference(entity, entities, inTag, true, inTag ? tag : text);
                 continue;
             }
             if (entityStart) {
@@ -202,7 +196,11 @@ private:
                 p = stop;
             } else {
                 const char* stop = runEnd(p, end, endsText);
-                appendRun(levels[depth].text, p, stop);
+                // Spaces that start a text are trimmed when it is stored: they are left out at once.
+                if (text.empty()) {
+                    while (p != stop && *p == ' ') ++p;
+                }
+                appendRun(text, p, stop);
                 p = stop;
                 if (p != end && KpXml::detail::isTabOrLineBreak(*p)) {  // tab, line feed and carriage return leave no trace in text
                     ++p;
@@ -274,7 +272,7 @@ private:
         if (endsLevel(tag.data(), tag.size())) {
             tag.clear();
             if (depth == 0) {
-                documentText = levels[0].text;
+                documentText = text;
                 return true;
             }
             finishLevel(true);
@@ -314,33 +312,26 @@ private:
     // others join the level's children at once. plainName: the name holds no '&' or '<'.
     void placeElement(KpXmlData* element, std::unique_ptr<KpXmlData> created, bool open, bool plainName) {
         if (open) {
-            if (depth + 1 == levels.size()) levels.emplace_back();
-            Level& inner = levels[depth + 1];
-            inner.text.clear();
-            inner.node = element;
-            inner.owned = std::move(created);
-            inner.firstChild = pendingChildren.size();
-            inner.unnamed = element->getName().empty();
-            inner.plainName = plainName;
+            levels.push_back({element, std::move(created), pendingChildren.size(), element->getName().empty(), plainName});
             ++depth;
+            text.clear();
             return;
         }
         if (created != nullptr) pendingChildren.push_back(std::move(created));
-        outputOf(depth).clear();
     }
 
     // Ends the innermost element level: at its end tag (ended) or at the end of the stream.
     void finishLevel(bool ended) {
         Level& finished = levels[depth];
         attachChildren(finished);
-        --depth;
         if (ended) {
             // The element's text is what was gathered at its level since its last child with content.
-            finished.node->setData(finished.text);
-            levels[depth].text.clear();
+            finished.node->setData(text);
         }
+        text.clear();
         if (finished.owned != nullptr) pendingChildren.push_back(std::move(finished.owned));
-        outputOf(depth).clear();
+        levels.pop_back();
+        --depth;
     }
 
     // Hands the children read at a level to its element, in the order read. They are held back
@@ -364,6 +355,7 @@ private:
     std::vector<Level> levels;
     std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
     std::size_t depth = 0;  // the index in levels of the element being read
+    std::string text;       // what the innermost level has gathered
     KpXml::detail::ParsedTag parsed;
     KpXml::detail::PlainTag plainTag;
     std::string tag;
