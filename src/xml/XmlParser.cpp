@@ -57,8 +57,18 @@ public:
           readPlainTags(!stepByStep) {
         levels.reserve(initialDepth);
         pendingChildren.reserve(initialDepth);
-        levels.push_back({&root, nullptr, 0, false, false});
+        levels.push_back({&root, 0, false, false, false});
     }
+
+    ~StreamParser() {
+        // Elements still open when reading stopped early (by an exception) belong to no tree yet.
+        for (const Level& level : levels) {
+            if (level.owned) delete level.node;
+        }
+    }
+
+    StreamParser(const StreamParser&) = delete;
+    StreamParser& operator=(const StreamParser&) = delete;
 
     // Reads in to its end or to the end of the document level; returns true in the latter case,
     // with the document level's text in documentText. Bytes are taken in blocks from what the
@@ -145,13 +155,13 @@ private:
     // level gathers text: an outer level's text is emptied when the element inside it ends, and
     // is never used when the stream ends first, so it is dropped as soon as an element opens.
     struct Level {
-        KpXmlData* node;                   // the element whose content this is
-        std::unique_ptr<KpXmlData> owned;  // the element, until it goes to the level above; null for the root
-        std::size_t firstChild;            // where the children read at this level start in pendingChildren
+        KpXmlData* node;         // the element whose content this is
+        std::size_t firstChild;  // where the children read at this level start in pendingChildren
+        bool owned;              // the parser made the element (not the root): the level owns it until it ends
         // The element had no name when its level began: the tag text "/" ends the level. Otherwise
         // "/" + its name does, a name that no longer changes.
         bool unnamed;
-        bool plainName;  // the name holds no '&' or '<', so its end tag can be read directly
+        bool plainName;  // the name holds no '&', '<' or '>', so its end tag can be read directly
     };
 
     // True when the tag text [tagText, tagText + length) ends the current level (the document
@@ -194,7 +204,21 @@ private:
                 const char* stop = runEnd(p, end, endsTag);
                 appendRun(tag, p, stop);
                 p = stop;
-            } else {
+                if (p == end) return nullptr;
+                switch (*p++) {
+                case '&':
+                    entityStart = true;
+                    break;
+                case '<':  // dropped
+                    break;
+                default:  // '>'
+                    if (endTag()) return p;
+                    break;
+                }
+                continue;
+            }
+            // Text, and the tags that can be read directly, until a byte needs more than that.
+            for (;;) {
                 const char* stop = runEnd(p, end, endsText);
                 // Spaces that start a text are trimmed when it is stored: they are left out at once.
                 if (text.empty()) {
@@ -202,28 +226,27 @@ private:
                 }
                 appendRun(text, p, stop);
                 p = stop;
-                if (p != end && KpXml::detail::isTabOrLineBreak(*p)) {  // tab, line feed and carriage return leave no trace in text
-                    ++p;
-                    continue;
-                }
-            }
-            if (p == end) return nullptr;
-            switch (*p++) {
-            case '&':
-                entityStart = true;
-                break;
-            case '<':
-                if (!inTag && readPlainTags) {
-                    if (const char* after = readPlainTag(p, end)) {
-                        p = after;
-                        break;
+                if (p == end) return nullptr;
+                const char byte = *p++;
+                if (byte == '<') {
+                    if (readPlainTags) {
+                        if (const char* after = readPlainTag(p, end)) {
+                            p = after;
+                            continue;
+                        }
                     }
+                    inTag = true;
+                    break;
                 }
-                inTag = true;
-                break;
-            default:  // '>'
-                if (endTag()) return p;
-                break;
+                if (byte == '&') {
+                    entityStart = true;
+                    break;
+                }
+                if (byte == '>') {
+                    if (endTag()) return p;
+                    break;
+                }
+                // A tab, line feed or carriage return leaves no trace in text.
             }
         }
         return nullptr;
@@ -234,15 +257,23 @@ private:
     // position after its '>', or null when nothing was read.
     const char* readPlainTag(const char* p, const char* end) {
         if (p == end) return nullptr;
-        if (*p == '?' || *p == '/') {
+        if (*p == '/') {
+            // An end tag: only "/" + the name + ">" of the current element, whose name holds no '>'
+            // (so that this '>' is the first one), nor a '&' or a '<'.
+            if (depth == 0 || !levels[depth].plainName) return nullptr;
+            const Level& level = levels[depth];
+            const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
+            if (static_cast<std::size_t>(end - p) < nameLength + 2 || p[nameLength + 1] != '>' ||
+                std::memcmp(p + 1, level.node->getName().data(), nameLength) != 0) {
+                return nullptr;
+            }
+            finishLevel(true);
+            return p + nameLength + 2;
+        }
+        if (*p == '?') {
             const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
             if (close == nullptr) return nullptr;
-            const auto length = static_cast<std::size_t>(close - p);
-            if (*p == '?') return std::memchr(p, '&', length) == nullptr ? close + 1 : nullptr;
-            // An end tag: only one that ends the current element, without references or a '<'.
-            if (depth == 0 || !levels[depth].plainName || !endsLevel(p, length)) return nullptr;
-            finishLevel(true);
-            return close + 1;
+            return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
         }
         KpXmlData* parent = levels[depth].node;
         if (parent->getName().empty()) return nullptr;  // the root's first tag names the root itself
@@ -250,12 +281,14 @@ private:
         if (after == nullptr) return nullptr;
 
         auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength));
-        created->getAttributes().reserve(plainTag.attributeCount);
-        for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
-            const KpXml::detail::PlainTag::Attribute& attribute = plainTag.attributes[i];
-            // The reader has made sure that the names differ.
-            KpXml::detail::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength), attribute.value,
-                                  true);
+        if (plainTag.attributeCount != 0) {
+            created->getAttributes().reserve(plainTag.attributeCount);
+            for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
+                const KpXml::detail::PlainTag::Attribute& attribute = plainTag.attributes[i];
+                // The reader has made sure that the names differ.
+                KpXml::detail::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength),
+                                              attribute.value, true);
+            }
         }
         KpXmlData* element = created.get();
         placeElement(element, std::move(created), plainTag.open, true);
@@ -304,15 +337,16 @@ private:
         }
         if (kind == KpXml::detail::TagKind::Element) applyAttributes(*element, parsed);
         placeElement(element, std::move(created), parsed.open,
-                     element->getName().find_first_of("&<") == std::string::npos);
+                     element->getName().find_first_of("&<>") == std::string::npos);
     }
 
     // Puts a tag's element in place at the innermost level: created is the new element, or null
     // when the tag went into that level's own element. An open element starts a new level;
-    // others join the level's children at once. plainName: the name holds no '&' or '<'.
+    // others join the level's children at once. plainName: the name holds no '&', '<' or '>'.
     void placeElement(KpXmlData* element, std::unique_ptr<KpXmlData> created, bool open, bool plainName) {
         if (open) {
-            levels.push_back({element, std::move(created), pendingChildren.size(), element->getName().empty(), plainName});
+            levels.push_back({element, pendingChildren.size(), created != nullptr, element->getName().empty(), plainName});
+            created.release();  // now owned by the level
             ++depth;
             text.clear();
             return;
@@ -322,14 +356,13 @@ private:
 
     // Ends the innermost element level: at its end tag (ended) or at the end of the stream.
     void finishLevel(bool ended) {
-        Level& finished = levels[depth];
+        const Level& finished = levels[depth];
         attachChildren(finished);
-        if (ended) {
-            // The element's text is what was gathered at its level since its last child with content.
-            finished.node->setData(text);
-        }
+        // The element's text is what was gathered at its level since its last child with content
+        // (storing an empty text changes nothing where the stored text is empty already).
+        if (ended && !(text.empty() && finished.node->getData().empty())) finished.node->setData(text);
         text.clear();
-        if (finished.owned != nullptr) pendingChildren.push_back(std::move(finished.owned));
+        if (finished.owned) pendingChildren.emplace_back(finished.node);
         levels.pop_back();
         --depth;
     }
