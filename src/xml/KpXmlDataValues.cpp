@@ -57,12 +57,15 @@ void KpXmlData::setData(std::string value) {
         return;
     }
     const std::size_t length = value.find_last_not_of(' ') + 1 - first;
-    // The given string is taken over only when it holds just the text, in a buffer of about the
-    // text's size; otherwise the text is copied, so that a short text stays inside the string
-    // object and a long one gets a heap buffer of its own size, whatever the caller had reserved.
+    // The given string is taken over only when it holds just the text, inside the string object
+    // or in a buffer of about the text's size; otherwise the text is copied, so that a short text
+    // stays inside the string object and a long one gets a heap buffer of its own size, whatever
+    // the caller had reserved.
     constexpr std::size_t tolerableSlack = 16;
-    const bool fitsInside = length <= std::string().capacity();
-    if (!fitsInside && length == value.size() && value.capacity() - length < tolerableSlack) {
+    const std::size_t insideCapacity = std::string().capacity();
+    const bool heldInside = value.capacity() <= insideCapacity;
+    const bool fitsInside = length <= insideCapacity;
+    if (length == value.size() && (heldInside || (!fitsInside && value.capacity() - length < tolerableSlack))) {
         data = std::move(value);
         return;
     }

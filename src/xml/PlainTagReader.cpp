@@ -1,5 +1,6 @@
 #include "xml/PlainTagReader.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/CodePage.h"
@@ -48,6 +49,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     knownReferences.reserve(entityMap.size());
     for (const auto& [name, text] : entityMap) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
+        longestKnownName = std::max(longestKnownName, name.size());
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
@@ -57,14 +59,39 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     byteClasses[';'] |= endsReference;
 }
 
-const char* PlainTagReader::readValue(const char* p, const char* end, std::string& value) {
+const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
+    for (const KnownReference& entry : knownReferences) {
+        if (entry.name->size() == length && std::memcmp(entry.name->data(), name, length) == 0) return &entry;
+    }
+    return nullptr;
+}
+
+const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string& text) const {
+    // '#' starts a character code, which is left to the step-by-step reading.
+    if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
+    const std::size_t searched = std::min(static_cast<std::size_t>(end - p), longestKnownName + 1);
+    const auto* semicolon = static_cast<const char*>(std::memchr(p, ';', searched));
+    if (semicolon == nullptr) return nullptr;
+    const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
+    if (known == nullptr) return nullptr;
+    text += *known->text;
+    return semicolon + 1;
+}
+
+const char* PlainTagReader::readValue(const char* p, const char* end, PlainTag::Attribute& attribute) {
+    const char* start = p;
+    p = skip(p, end, endsValueRun);
+    if (p == end) return nullptr;
+    if (*p == '"') {  // no reference: the value is the bytes themselves
+        attribute.value = start;
+        attribute.valueLength = static_cast<std::size_t>(p - start);
+        return p;
+    }
+    std::string& value = attribute.decoded;
     value.clear();
+    value.append(start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
-        const char* run = p;
-        p = skip(p, end, endsValueRun);
-        if (p == end) return nullptr;
-        if (p != run) value.append(run, static_cast<std::size_t>(p - run));
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
@@ -74,26 +101,24 @@ const char* PlainTagReader::readValue(const char* p, const char* end, std::strin
         if (p == end || *p != ';') return nullptr;
         const auto nameLength = static_cast<std::size_t>(p - nameStart);
         ++p;
-        const KnownReference* known = nullptr;
-        for (const KnownReference& entry : knownReferences) {
-            if (entry.name->size() == nameLength && std::memcmp(entry.name->data(), nameStart, nameLength) == 0) {
-                known = &entry;
-                break;
-            }
-        }
-        if (known != nullptr) {
+        if (const KnownReference* known = findKnown(nameStart, nameLength)) {
             if (known->holdsQuote) return nullptr;
             value += *known->text;
             ampersand = ampersand || known->holdsAmpersand;
-            continue;
+        } else {
+            referenceName.assign(nameStart, nameLength);
+            const std::size_t before = value.size();
+            if (!appendReference(referenceName, entities, true, false, value)) return nullptr;
+            if (value.find('"', before) != std::string::npos) return nullptr;
+            ampersand = ampersand || value.find('&', before) != std::string::npos;
         }
-        referenceName.assign(nameStart, nameLength);
-        const std::size_t before = value.size();
-        if (!appendReference(referenceName, entities, true, false, value)) return nullptr;
-        if (value.find('"', before) != std::string::npos) return nullptr;
-        ampersand = ampersand || value.find('&', before) != std::string::npos;
+        const char* run = p;
+        p = skip(p, end, endsValueRun);
+        if (p == end) return nullptr;
+        value.append(run, static_cast<std::size_t>(p - run));
     }
     if (ampersand) value = replaceQuotes(value);
+    attribute.value = nullptr;
     return p;
 }
 
@@ -132,7 +157,7 @@ const char* PlainTagReader::read(const char* p, const char* end, PlainTag& tag) 
         if (tag.attributeCount == maxAttributes) return nullptr;
         if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
         PlainTag::Attribute& attribute = tag.attributes[tag.attributeCount];
-        p = readValue(p + 1, end, attribute.value);
+        p = readValue(p + 1, end, attribute);
         if (p == nullptr) return nullptr;
         attribute.name = attributeName;
         attribute.nameLength = nameLength;

@@ -37,7 +37,14 @@ struct PlainTag {
     struct Attribute {
         const char* name = nullptr;
         std::size_t nameLength = 0;
-        std::string value;  // references resolved, "&quot;" already turned into a double quote
+        // The value, references resolved and "&quot;" already turned into a double quote: the
+        // bytes read themselves when it holds no reference (value not null), otherwise decoded.
+        const char* value = nullptr;
+        std::size_t valueLength = 0;
+        std::string decoded;
+
+        // The value as a string of its own.
+        std::string valueText() const { return value != nullptr ? std::string(value, valueLength) : decoded; }
     };
     const char* name = nullptr;
     std::size_t nameLength = 0;
@@ -61,6 +68,11 @@ public:
     // the tag is not of the ordinary form or does not end before end.
     const char* read(const char* p, const char* end, PlainTag& tag);
 
+    // Reads a reference in text from p (just after its '&'): one of # a g l q + name + ";" before
+    // end, whose name is an entry of the entity table. Appends what it stands for to text and
+    // returns the position after the ';'; null, having used nothing, for any other reference.
+    const char* readTextReference(const char* p, const char* end, std::string& text) const;
+
 private:
     // Bits of byteClasses.
     static constexpr unsigned char separator = 1;
@@ -76,9 +88,9 @@ private:
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
     }
-    // Reads a value from p (after its opening quote) into value; the position of the closing
+    // Reads a value from p (after its opening quote) into attribute; the position of the closing
     // quote, or null when the value is not of the ordinary form.
-    const char* readValue(const char* p, const char* end, std::string& value);
+    const char* readValue(const char* p, const char* end, PlainTag::Attribute& attribute);
 
     static constexpr std::size_t maxAttributes = 16;
 
@@ -90,9 +102,13 @@ private:
         bool holdsAmpersand;  // "&quot;" may form with what follows
     };
 
+    // The entry of the entity table named [name, name + length), or null.
+    const KnownReference* findKnown(const char* name, std::size_t length) const;
+
     std::array<unsigned char, 256> byteClasses{};
     const EntityMap& entities;
     std::vector<KnownReference> knownReferences;
+    std::size_t longestKnownName = 0;
     std::string referenceName;
 };
 

@@ -49,12 +49,13 @@ void applyAttributes(KpXmlData& node, const KpXml::detail::ParsedTag& parsed) {
 
 class StreamParser {
 public:
-    // stepByStep: every tag goes through the tokenizer, none is read directly.
+    // stepByStep: every tag goes through the tokenizer and every reference through the reference
+    // steps; nothing is read directly.
     StreamParser(KpXmlData& root, const KpXml::detail::EntityMap& entityMap, const std::string& separators, bool stepByStep)
         : entities(entityMap),
           separatorSet(separators),
           plainTagReader(separators, entityMap),
-          readPlainTags(!stepByStep) {
+          readDirectly(!stepByStep) {
         levels.reserve(initialDepth);
         pendingChildren.reserve(initialDepth);
         levels.push_back({&root, 0, false, false, false});
@@ -220,16 +221,25 @@ private:
             // Text, and the tags that can be read directly, until a byte needs more than that.
             for (;;) {
                 const char* stop = runEnd(p, end, endsText);
-                // Spaces that start a text are trimmed when it is stored: they are left out at once.
                 if (text.empty()) {
+                    // Spaces that start a text are trimmed when it is stored: they are left out at once.
                     while (p != stop && *p == ' ') ++p;
+                    // A text that is the rest of an element's content up to its end tag is stored
+                    // straight from the bytes.
+                    if (p != stop && readDirectly && stop != end && *stop == '<') {
+                        if (const char* after = endTagEnd(stop + 1, end)) {
+                            finishLevelWithText(p, stop);
+                            p = after;
+                            continue;
+                        }
+                    }
                 }
                 appendRun(text, p, stop);
                 p = stop;
                 if (p == end) return nullptr;
                 const char byte = *p++;
                 if (byte == '<') {
-                    if (readPlainTags) {
+                    if (readDirectly) {
                         if (const char* after = readPlainTag(p, end)) {
                             p = after;
                             continue;
@@ -239,6 +249,12 @@ private:
                     break;
                 }
                 if (byte == '&') {
+                    if (readDirectly) {
+                        if (const char* after = plainTagReader.readTextReference(p, end, text)) {
+                            p = after;
+                            continue;
+                        }
+                    }
                     entityStart = true;
                     break;
                 }
@@ -252,23 +268,29 @@ private:
         return nullptr;
     }
 
+    // The position after the end tag of the innermost element that starts at p (after its '<')
+    // and ends before end, or null. Only "/" + the name + ">" is taken, for an element whose name
+    // holds no '>' (so that this '>' is the first one), nor a '&' or a '<'.
+    const char* endTagEnd(const char* p, const char* end) const {
+        const Level& level = levels[depth];
+        if (depth == 0 || !level.plainName) return nullptr;
+        const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
+        if (static_cast<std::size_t>(end - p) < nameLength + 2 || p[0] != '/' || p[nameLength + 1] != '>' ||
+            std::memcmp(p + 1, level.node->getName().data(), nameLength) != 0) {
+            return nullptr;
+        }
+        return p + nameLength + 2;
+    }
+
     // Reads the tag that starts at p (after its '<') directly from the bytes when it is of a form
     // for which that gives what the step-by-step reading gives, and ends before end. Returns the
     // position after its '>', or null when nothing was read.
     const char* readPlainTag(const char* p, const char* end) {
         if (p == end) return nullptr;
         if (*p == '/') {
-            // An end tag: only "/" + the name + ">" of the current element, whose name holds no '>'
-            // (so that this '>' is the first one), nor a '&' or a '<'.
-            if (depth == 0 || !levels[depth].plainName) return nullptr;
-            const Level& level = levels[depth];
-            const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
-            if (static_cast<std::size_t>(end - p) < nameLength + 2 || p[nameLength + 1] != '>' ||
-                std::memcmp(p + 1, level.node->getName().data(), nameLength) != 0) {
-                return nullptr;
-            }
-            finishLevel(true);
-            return p + nameLength + 2;
+            const char* after = endTagEnd(p, end);
+            if (after != nullptr) finishLevel(true);
+            return after;
         }
         if (*p == '?') {
             const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
@@ -287,7 +309,7 @@ private:
                 const KpXml::detail::PlainTag::Attribute& attribute = plainTag.attributes[i];
                 // The reader has made sure that the names differ.
                 KpXml::detail::storeAttribute(*created, nullptr, std::string(attribute.name, attribute.nameLength),
-                                              attribute.value, true);
+                                              attribute.valueText(), true);
             }
         }
         KpXmlData* element = created.get();
@@ -362,7 +384,22 @@ private:
         // (storing an empty text changes nothing where the stored text is empty already).
         if (ended && !(text.empty() && finished.node->getData().empty())) finished.node->setData(text);
         text.clear();
-        if (finished.owned) pendingChildren.emplace_back(finished.node);
+        leaveLevel();
+    }
+
+    // Ends the innermost element level at its end tag, with nothing gathered, when the bytes
+    // [begin, textEnd) (not empty, not starting with a space) are the rest of its text: as
+    // gathering them first would.
+    void finishLevelWithText(const char* begin, const char* textEnd) {
+        attachChildren(levels[depth]);
+        while (textEnd[-1] == ' ') --textEnd;  // trimmed here, so that the text is stored as made
+        levels[depth].node->setData(std::string(begin, textEnd));
+        leaveLevel();
+    }
+
+    // The innermost level's element joins the children of the level above.
+    void leaveLevel() {
+        if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
         levels.pop_back();
         --depth;
     }
@@ -384,7 +421,7 @@ private:
     const KpXml::detail::EntityMap& entities;
     KpXml::detail::SeparatorSet separatorSet;
     KpXml::detail::PlainTagReader plainTagReader;
-    const bool readPlainTags;
+    const bool readDirectly;
     std::vector<Level> levels;
     std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
     std::size_t depth = 0;  // the index in levels of the element being read
