@@ -61,7 +61,11 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
 
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     for (const KnownReference& entry : knownReferences) {
-        if (entry.name->size() == length && std::memcmp(entry.name->data(), name, length) == 0) return &entry;
+        // The first bytes are compared before calling on memcmp: most names differ there.
+        if (entry.name->size() == length && (length == 0 || (*entry.name)[0] == name[0]) &&
+            std::memcmp(entry.name->data(), name, length) == 0) {
+            return &entry;
+        }
     }
     return nullptr;
 }

@@ -23,6 +23,23 @@ inline bool startsReference(char c) {
 
 using EntityMap = std::map<std::string, std::string>;
 
+// Bit sets of bytes: a bit of the entry of each byte that belongs to the set.
+using ByteClasses = std::array<unsigned char, 256>;
+
+// The first byte in [p, end) whose entry in classes has a bit of wanted, or end. Four bytes are
+// tested per round, since most runs between markup bytes are several bytes long.
+inline const char* findByteOfClass(const char* p, const char* end, const ByteClasses& classes, unsigned char wanted) {
+    auto inClass = [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; };
+    for (; end - p >= 4; p += 4) {
+        if (inClass(p[0])) return p;
+        if (inClass(p[1])) return p + 1;
+        if (inClass(p[2])) return p + 2;
+        if (inClass(p[3])) return p + 3;
+    }
+    while (p != end && !inClass(*p)) ++p;
+    return p;
+}
+
 // Appends to target what the reference named name (the text between "&" or "&#" and ";") stands
 // for: its entry in entities, or else the character of its decimal code. In text (inTag false)
 // a code whose low byte is a tab, line feed or carriage return is dropped. A code of 256 or more
@@ -81,8 +98,7 @@ private:
     static constexpr unsigned char endsReference = 8;  // ; " & < >
 
     const char* skip(const char* p, const char* end, unsigned char stopClass) const {
-        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & stopClass) == 0) ++p;
-        return p;
+        return findByteOfClass(p, end, byteClasses, stopClass);
     }
     const char* skipSeparators(const char* p, const char* end) const {
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
@@ -105,7 +121,7 @@ private:
     // The entry of the entity table named [name, name + length), or null.
     const KnownReference* findKnown(const char* name, std::size_t length) const;
 
-    std::array<unsigned char, 256> byteClasses{};
+    ByteClasses byteClasses{};
     const EntityMap& entities;
     std::vector<KnownReference> knownReferences;
     std::size_t longestKnownName = 0;

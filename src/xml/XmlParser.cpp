@@ -114,8 +114,8 @@ private:
     // Bytes that end a run of plain text or of tag text.
     static constexpr unsigned char endsText = 1;
     static constexpr unsigned char endsTag = 2;
-    static constexpr std::array<unsigned char, 256> byteClasses = [] {
-        std::array<unsigned char, 256> classes{};
+    static constexpr KpXml::detail::ByteClasses byteClasses = [] {
+        KpXml::detail::ByteClasses classes{};
         classes['&'] = classes['<'] = classes['>'] = endsText | endsTag;
         classes['\t'] = classes['\n'] = classes['\r'] = endsText;
         return classes;
@@ -126,8 +126,7 @@ private:
     }
 
     static const char* runEnd(const char* p, const char* end, unsigned char endClass) {
-        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & endClass) == 0) ++p;
-        return p;
+        return KpXml::detail::findByteOfClass(p, end, byteClasses, endClass);
     }
 
     // The number of bytes the stream buffer holds ready, or 0 when it cannot tell.
@@ -302,7 +301,8 @@ private:
         const char* after = plainTagReader.read(p, end, plainTag);
         if (after == nullptr) return nullptr;
 
-        auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength));
+        // The parent is set when the element joins its parent's children.
+        auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength), nullptr);
         if (plainTag.attributeCount != 0) {
             created->getAttributes().reserve(plainTag.attributeCount);
             for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
