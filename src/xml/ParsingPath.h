@@ -3,9 +3,10 @@
 
 namespace KpXml::detail {
 
-// The parser reads ordinary tags straight from its input and hands every other tag to the
-// step-by-step tokenizer. While an object of this class lives, parses on its thread hand every
-// tag to the tokenizer: the reference that the direct reading must match, for comparing the two.
+// The parser reads ordinary tags, texts and references straight from its input and hands every
+// other one to the step-by-step reading. While an object of this class lives, parses on its
+// thread read everything step by step: the reference that the direct reading must match, for
+// comparing the two.
 class StepByStepParsing {
 public:
     StepByStepParsing();

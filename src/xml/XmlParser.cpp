@@ -1,9 +1,9 @@
 // Reading a document from a stream: a forgiving single-pass scanner. It decodes a fixed set of
-// entities, reads ordinary tags straight from its input and cuts all others with the tag
-// tokenizer, and never rejects input. Nesting is tracked on an explicit stack of levels rather
+// entities, reads ordinary tags, the texts before end tags and references to the entity table
+// straight from its input, hands all others to the step-by-step reading (the tag tokenizer), and
+// never rejects input. Nesting is tracked on an explicit stack of levels rather
 // than by recursion, so any depth can be read.
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <exception>
 #include <istream>

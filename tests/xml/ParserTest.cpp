@@ -97,7 +97,8 @@ TEST(ParserTest, DirectReadingMatchesStepByStep) {
     }
     document += "</r>\n<>rest";
     const std::string unusual =
-        "<r><a x=\"1\" y=\"2\"/><b x=\"1\"y=\"2\">t</b><c x=\"1\" x=\"2\"/><d/ ><e x= \"1\"/><f x=\"1>\"/>"
+        "<r><k&gt;>t</k>>u</k&gt;>"
+        "<a x=\"1\" y=\"2\"/><b x=\"1\"y=\"2\">t</b><c x=\"1\" x=\"2\"/><d/ ><e x= \"1\"/><f x=\"1>\"/>"
         "<g =\"x\"/><h x=\"&#34;\"/><i x=\"&#8364;\"/><j x=\"&amp;quot;&#;\"/><k x=\"&lt;&#60;&#x41;&b;\"/>"
         "<l&amp;>t</l&amp;></l&amp;><m x=\"1\" / ><n\tx=\"1\"\t/><o x=\"&q\"\"/><p x=\"<\"/><q/x=\"1\"/>"
         "<s x=\"1\" y/><u x><v&#9;/><w x=\"1\"\n/><y\"=\"1\"/><z><?a&b;?>x</z >y</z>< a/><\n/></r>";
