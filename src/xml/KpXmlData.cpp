@@ -73,9 +73,10 @@ void KpXmlData::flush() {
     }
     attributes.clear();
     if (children.empty()) return;
-    childListChanged();
 
     if (pendingDeletions != nullptr) {
+        // This node is being deleted as part of a subtree whose flush has already counted the
+        // change: only the nodes that outlive a flush need the count.
         try {
             pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
             children.clear();
@@ -93,6 +94,7 @@ void KpXmlData::flush() {
             return;
         }
     }
+    childListChanged();
     // Taking over the child list needs no memory, so a destructor never fails for want of it.
     std::vector<KpXmlData*> pending;
     pending.swap(children);
