@@ -39,9 +39,9 @@ bool KpXmlAttributeData::checkValue(double value, double tolerance) const {
 }
 
 void* KpXmlAttributeData::operator new(std::size_t size) {
-    return KpXml::detail::attributePool().allocate(size);
+    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
 }
 
 void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::attributePool().release(object, size);
+    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
 }

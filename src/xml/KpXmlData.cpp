@@ -210,11 +210,11 @@ bool KpXmlData::removeAttribute(const std::string& attrName) {
 }
 
 void* KpXmlData::operator new(std::size_t size) {
-    return KpXml::detail::nodePool().allocate(size);
+    return KpXml::detail::allocateSlot<KpXmlData>(size);
 }
 
 void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::nodePool().release(object, size);
+    KpXml::detail::releaseSlot<KpXmlData>(object, size);
 }
 
 KpXml::detail::NodeDestroyedHook KpXml::detail::setNodeDestroyedHook(NodeDestroyedHook hook) {

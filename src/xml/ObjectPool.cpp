@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <mutex>
 #include <new>
+#include <type_traits>
 #include <vector>
 
 #include "kpxml/KpXmlAttributeData.h"
@@ -139,46 +140,79 @@ ThreadCache& threadCache(const ObjectPool& pool) {
     }
 }
 
+// The slot that allocateSlot hands out when the thread's own list is empty: the list is refilled from
+// the spare batch or the shared store first. Kept out of line, so that the common case is a few
+// instructions with nothing to save and restore.
+[[gnu::noinline]] void* refillAndAllocate(const ObjectPool& pool, ThreadCache& cache) {
+    if (cache.spare != nullptr) {
+        cache.head = cache.spare;
+        cache.spare = nullptr;
+    } else {
+        cache.head = takeBatch(pool);
+    }
+    cache.count = batchSize;
+    FreeSlot* slot = cache.head;
+    cache.head = nextOf(slot, pool.slotSize);
+    --cache.count;
+    unpoison(slot, pool.slotSize);
+    return slot;
+}
+
+// Releases slot when the thread's own list is a full batch: the list becomes the spare, and a
+// spare already held goes to the store. Out of line for the same reason as refillAndAllocate.
+[[gnu::noinline]] void releaseIntoNewList(const ObjectPool& pool, ThreadCache& cache, FreeSlot* slot) noexcept {
+    if (cache.spare != nullptr) giveBatch(pool, cache.spare);
+    cache.spare = cache.head;
+    link(slot, nullptr, pool.slotSize);
+    cache.head = slot;
+    cache.count = 1;
+}
+
+// Where T's slots come from: its pool and this thread's cache of it.
+template <typename T>
+constexpr std::size_t poolIndex() {
+    static_assert(std::is_same_v<T, KpXmlData> || std::is_same_v<T, KpXmlAttributeData>);
+    return std::is_same_v<T, KpXmlData> ? 0 : 1;
+}
+
 }  // namespace
 
-void* ObjectPool::allocate(std::size_t size) {
+template <typename T>
+void* allocateSlot(std::size_t size) {
+    constexpr std::size_t slotSize = slotSizeOf<T>();
     if (size > slotSize) return ::operator new(size);
-    ThreadCache& cache = threadCache(*this);
-    if (cache.head == nullptr) {
-        if (cache.spare != nullptr) {
-            cache.head = cache.spare;
-            cache.spare = nullptr;
-        } else {
-            cache.head = takeBatch(*this);
-        }
-        cache.count = batchSize;
-    }
+    ThreadCache& cache = threadCaches[poolIndex<T>()];
     FreeSlot* slot = cache.head;
+    if (slot == nullptr) return refillAndAllocate(pools[poolIndex<T>()], cache);
     cache.head = nextOf(slot, slotSize);
     --cache.count;
     unpoison(slot, slotSize);
     return slot;
 }
 
-void ObjectPool::release(void* object, std::size_t size) noexcept {
+template <typename T>
+void releaseSlot(void* object, std::size_t size) noexcept {
+    constexpr std::size_t slotSize = slotSizeOf<T>();
     if (object == nullptr) return;
     if (size > slotSize) {
         ::operator delete(object);
         return;
     }
-    ThreadCache& cache = threadCache(*this);
-    if (cache.count == batchSize) {
-        // The list is a full batch: it becomes the spare, and a spare already held goes to the store.
-        if (cache.spare != nullptr) giveBatch(*this, cache.spare);
-        cache.spare = cache.head;
-        cache.head = nullptr;
-        cache.count = 0;
-    }
+    ThreadCache& cache = threadCaches[poolIndex<T>()];
     auto* slot = static_cast<FreeSlot*>(object);
+    if (cache.count == batchSize) {
+        releaseIntoNewList(pools[poolIndex<T>()], cache, slot);
+        return;
+    }
     link(slot, cache.head, slotSize);
     cache.head = slot;
     ++cache.count;
 }
+
+template void* allocateSlot<KpXmlData>(std::size_t size);
+template void* allocateSlot<KpXmlAttributeData>(std::size_t size);
+template void releaseSlot<KpXmlData>(void* object, std::size_t size) noexcept;
+template void releaseSlot<KpXmlAttributeData>(void* object, std::size_t size) noexcept;
 
 std::size_t ObjectPool::bytesReserved() const {
     SharedStore& store = sharedStore(*this);

@@ -13,9 +13,6 @@ class ObjectPool {
 public:
     constexpr explicit ObjectPool(std::size_t objectSize) : slotSize(objectSize) {}
 
-    void* allocate(std::size_t size);
-    void release(void* object, std::size_t size) noexcept;
-
     // Bytes of the blocks the pool has taken from the heap.
     std::size_t bytesReserved() const;
     // Bytes of slots in use, counting as free only the shared store and the calling thread's own
@@ -31,6 +28,15 @@ public:
 // The pools of the two node classes.
 ObjectPool& nodePool();
 ObjectPool& attributePool();
+
+// Memory for an object of size bytes of class T (KpXmlData or KpXmlAttributeData, or a class
+// derived from one): a slot of T's pool, or the global heap when the object is larger than a slot.
+// Throws std::bad_alloc when there is no memory.
+template <typename T>
+void* allocateSlot(std::size_t size);
+// Gives back what allocateSlot<T>(size) returned; nothing for null.
+template <typename T>
+void releaseSlot(void* object, std::size_t size) noexcept;
 
 }  // namespace KpXml::detail
 
