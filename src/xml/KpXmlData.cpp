@@ -81,8 +81,8 @@ void KpXmlData::flush() {
     if (children.empty()) return;
 
     if (pendingDeletions != nullptr) {
-        // This node is being deleted as part of a subtree whose flush has already counted the
-        // change: only the nodes that outlive a flush need the count.
+        // Within the deletion of a subtree the change is not counted again: the flush that began
+        // it has counted it, and every node deleted from here on is reported to the hook.
         try {
             pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
             children.clear();
