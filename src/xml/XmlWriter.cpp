@@ -13,8 +13,11 @@
 #include <vector>
 
 #include "xml/Escaper.h"
+#include "xml/ShortCopy.h"
 
 namespace {
+
+using KpXml::detail::copyBytes;
 
 // The number of parent-pointer hops from node up to the top of its document. A cycle of parent
 // pointers is noticed (a pointer advancing at half speed is met again) and ends the count there.
@@ -29,8 +32,9 @@ std::size_t countAncestors(const KpXmlData* node) {
     return depth;
 }
 
-// The bytes of one line as it is being built: appends copy into storage that grows only when a
-// line is longer than any before it.
+// The bytes of one line as it is being built: the writer asks for room for the most a piece can
+// take, stores into it and commits the end; storage grows only when a line is longer than any
+// before it.
 class LineBuffer {
 public:
     // Where the next n bytes go; they count once commit is given their end.
@@ -39,17 +43,7 @@ public:
         return storage.get() + used;
     }
     void commit(const char* end) { used = static_cast<std::size_t>(end - storage.get()); }
-    void append(const char* text, std::size_t size) {
-        std::memcpy(room(size), text, size);
-        used += size;
-    }
-    void append(const std::string& text) { append(text.data(), text.size()); }
-    void append(char c) {
-        *room(1) = c;
-        ++used;
-    }
     const char* data() const { return storage.get(); }
-    std::size_t size() const { return used; }
     void clear() { used = 0; }
 
 private:
@@ -88,8 +82,7 @@ public:
                 continue;
             }
             // All children written: the end tag on a line of its own, indented like the start tag.
-            appendIndent(frame.depth);
-            closeElement(*frame.node);
+            closeElement(*frame.node, frame.depth);
             stack.pop_back();
         }
     }
@@ -104,14 +97,24 @@ private:
     // Writes the start tag and the text of node. Returns true, with a frame pushed for the
     // children, when the element stays open; false when it was written completely.
     bool openElement(const KpXmlData* node, std::size_t depth) {
-        appendIndent(depth);
-        line.append('<');
-        line.append(node->getName());
-        for (const KpXmlAttributeData* attribute : node->getAttributes()) {
+        const std::string& name = node->getName();
+        const std::string& text = node->getData();
+        const std::vector<KpXmlAttributeData*>& attributes = node->getAttributes();
+        const bool hasChildren = !node->getChildren().empty();
+        const std::size_t expansion = escaper.maxExpansion();
+        // Room for the longest the line can be: indentation, "<name", the attributes, " />" or
+        // ">", the text escaped and "</name>\n". One size check, then plain stores.
+        std::size_t longest = depth * indent.size() + 2 * name.size() + 6 + text.size() * expansion;
+        for (const KpXmlAttributeData* attribute : attributes) {
+            if (attribute != nullptr) longest += 4 + (attribute->getName().size() + attribute->getData().size()) * expansion;
+        }
+        char* at = appendIndent(line.room(longest), depth);
+        *at++ = '<';
+        at = copyBytes(at, name.data(), name.size());
+        for (const KpXmlAttributeData* attribute : attributes) {
             if (attribute == nullptr) continue;
             const std::string& attributeName = attribute->getName();
             const std::string& value = attribute->getData();
-            char* at = line.room(4 + (attributeName.size() + value.size()) * escaper.maxExpansion());
             *at++ = ' ';
             at = escaper.write(at, attributeName.data(), attributeName.size(), false);
             *at++ = '=';
@@ -119,58 +122,67 @@ private:
             if (attribute->getEntityFlag()) {
                 at = escaper.write(at, value.data(), value.size(), true);
             } else {
-                at = std::copy(value.begin(), value.end(), at);
+                at = copyBytes(at, value.data(), value.size());
             }
             *at++ = '"';
-            line.commit(at);
         }
-        const std::string& text = node->getData();
-        const bool hasChildren = !node->getChildren().empty();
         if (text.empty() && !hasChildren) {
-            line.append(" />", 3);
-            endLine();
+            std::memcpy(at, " />", 3);
+            endLine(at + 3);
             return false;
         }
-        line.append('>');
-        if (hasChildren) endLine();
-        // The text stays in the line buffer: the first child's indentation and start tag follow it.
-        if (!text.empty()) {
-            if (node->getEntityFlag()) {
-                line.commit(escaper.write(line.room(text.size() * escaper.maxExpansion()), text.data(), text.size(), false));
-            } else {
-                line.append(text);
-            }
+        *at++ = '>';
+        if (hasChildren) {
+            endLine(at);
+            // The text stays in the line buffer: the first child's indentation and start tag follow it.
+            if (!text.empty()) line.commit(writeText(line.room(text.size() * expansion), *node));
+            stack.push_back(Frame{node, depth, 0});
+            return true;
         }
-        if (!hasChildren) {
-            closeElement(*node);
-            return false;
-        }
-        stack.push_back(Frame{node, depth, 0});
-        return true;
+        endLine(writeEndTag(writeText(at, *node), name));
+        return false;
     }
 
-    void closeElement(const KpXmlData& node) {
-        const std::string& name = node.getName();
-        char* at = line.room(name.size() + 4);
+    // Writes the text of node into the line from at, escaped when its flag says so; returns the end.
+    char* writeText(char* at, const KpXmlData& node) const {
+        const std::string& text = node.getData();
+        if (node.getEntityFlag()) return escaper.write(at, text.data(), text.size(), false);
+        return copyBytes(at, text.data(), text.size());
+    }
+
+    // Writes "</name>" into the line from at, which has room for name.size() + 3 bytes; returns the end.
+    static char* writeEndTag(char* at, const std::string& name) {
         *at++ = '<';
         *at++ = '/';
-        at = std::copy(name.begin(), name.end(), at);
+        at = copyBytes(at, name.data(), name.size());
         *at++ = '>';
-        line.commit(at);
-        endLine();
+        return at;
     }
 
-    // Appends the indentation unit depth times, from a run of units kept for the deepest level so far.
-    void appendIndent(std::size_t depth) {
-        if (indent.empty() || depth == 0) return;
+    // The end tag of an element whose children are written, on a line of its own.
+    void closeElement(const KpXmlData& node, std::size_t depth) {
+        const std::string& name = node.getName();
+        endLine(writeEndTag(appendIndent(line.room(depth * indent.size() + name.size() + 4), depth), name));
+    }
+
+    // Writes the indentation unit depth times into the line from at, which has room for it, from
+    // a run of units kept for the deepest level so far; returns the end.
+    char* appendIndent(char* at, std::size_t depth) {
         const std::size_t length = depth * indent.size();
-        while (indentRun.size() < length) indentRun += indent;
-        line.append(indentRun.data(), length);
+        if (length == 0) return at;
+        if (indentRun.size() < length) growIndentRun(length);
+        return copyBytes(at, indentRun.data(), length);
     }
 
-    void endLine() {
-        line.append('\n');
-        out.write(line.data(), static_cast<std::streamsize>(line.size()));
+    void growIndentRun(std::size_t length) {
+        while (indentRun.size() < length) indentRun += indent;
+    }
+
+    // Ends the line, whose bytes run up to at, with a line feed (room for it is part of every
+    // reservation) and hands it to the stream: one write, then a flush, as std::endl does.
+    void endLine(char* at) {
+        *at++ = '\n';
+        out.write(line.data(), static_cast<std::streamsize>(at - line.data()));
         out.flush();
         line.clear();
     }
