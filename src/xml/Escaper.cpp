@@ -1,7 +1,6 @@
 #include "xml/Escaper.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "platform/CodePage.h"
 #include "xml/TextConvert.h"

@@ -39,6 +39,17 @@ inline char* copyBytes(char* out, const char* source, std::size_t size) {
     return out + size;
 }
 
+// Copies the 16 bytes at source to out, reading all of them before writing any, so the two may
+// overlap. For a piece of at most 16 bytes where 16 bytes may be read at source and written at out.
+inline void copyBlock16(char* out, const char* source) {
+    std::uint64_t head;
+    std::uint64_t tail;
+    std::memcpy(&head, source, 8);
+    std::memcpy(&tail, source + 8, 8);
+    std::memcpy(out, &head, 8);
+    std::memcpy(out + 8, &tail, 8);
+}
+
 }  // namespace KpXml::detail
 
 #endif  // KPXML_XML_SHORTCOPY_H

@@ -17,6 +17,7 @@
 
 namespace {
 
+using KpXml::detail::copyBlock16;
 using KpXml::detail::copyBytes;
 
 // The number of parent-pointer hops from node up to the top of its document. A cycle of parent
@@ -37,9 +38,13 @@ std::size_t countAncestors(const KpXmlData* node) {
 // before it.
 class LineBuffer {
 public:
+    // Bytes beyond the room asked for that may also be written and read: short pieces are moved
+    // as whole blocks of this size, and only the bytes up to the committed end count.
+    static constexpr std::size_t slack = 16;
+
     // Where the next n bytes go; they count once commit is given their end.
     char* room(std::size_t n) {
-        if (capacity - used < n) grow(n);
+        if (capacity - used < n + slack) grow(n + slack);
         return storage.get() + used;
     }
     void commit(const char* end) { used = static_cast<std::size_t>(end - storage.get()); }
@@ -49,7 +54,8 @@ public:
 private:
     void grow(std::size_t n) {
         const std::size_t wanted = std::max(used + n, 2 * capacity);
-        std::unique_ptr<char[]> larger(new char[wanted]);
+        // Zeroed, so that a block moved from bytes not yet written carries no indeterminate value.
+        std::unique_ptr<char[]> larger(new char[wanted]());
         if (used != 0) std::memcpy(larger.get(), storage.get(), used);
         storage = std::move(larger);
         capacity = wanted;
@@ -65,7 +71,9 @@ private:
 class NodeWriter {
 public:
     NodeWriter(std::ostream& stream, const std::string& indentUnit, const std::map<char, std::string>& entities)
-        : out(stream), indent(indentUnit), escaper(KpXml::detail::Escaper::forMap(entities, ownEscaper)) {}
+        : out(stream), indent(indentUnit), escaper(KpXml::detail::Escaper::forMap(entities, ownEscaper)) {
+        if (!indent.empty()) growIndentRun(LineBuffer::slack);
+    }
 
     void write(const KpXmlData* top) {
         const std::size_t topDepth = indent.empty() ? 0 : countAncestors(top);
@@ -110,6 +118,7 @@ private:
         }
         char* at = appendIndent(line.room(longest), depth);
         *at++ = '<';
+        const char* const nameInLine = at;
         at = copyBytes(at, name.data(), name.size());
         for (const KpXmlAttributeData* attribute : attributes) {
             if (attribute == nullptr) continue;
@@ -139,7 +148,18 @@ private:
             stack.push_back(Frame{node, depth, 0});
             return true;
         }
-        endLine(writeEndTag(writeText(at, *node), name));
+        // The end tag's name is copied from the start tag's, in this line's own storage.
+        at = writeText(at, *node);
+        *at++ = '<';
+        *at++ = '/';
+        if (name.size() <= LineBuffer::slack) {
+            copyBlock16(at, nameInLine);
+            at += name.size();
+        } else {
+            at = copyBytes(at, nameInLine, name.size());
+        }
+        *at++ = '>';
+        endLine(at);
         return false;
     }
 
@@ -150,26 +170,27 @@ private:
         return copyBytes(at, text.data(), text.size());
     }
 
-    // Writes "</name>" into the line from at, which has room for name.size() + 3 bytes; returns the end.
-    static char* writeEndTag(char* at, const std::string& name) {
+    // The end tag of an element whose children are written, on a line of its own.
+    void closeElement(const KpXmlData& node, std::size_t depth) {
+        const std::string& name = node.getName();
+        char* at = appendIndent(line.room(depth * indent.size() + name.size() + 4), depth);
         *at++ = '<';
         *at++ = '/';
         at = copyBytes(at, name.data(), name.size());
         *at++ = '>';
-        return at;
+        endLine(at);
     }
 
-    // The end tag of an element whose children are written, on a line of its own.
-    void closeElement(const KpXmlData& node, std::size_t depth) {
-        const std::string& name = node.getName();
-        endLine(writeEndTag(appendIndent(line.room(depth * indent.size() + name.size() + 4), depth), name));
-    }
-
-    // Writes the indentation unit depth times into the line from at, which has room for it, from
-    // a run of units kept for the deepest level so far; returns the end.
+    // Writes the indentation unit depth times into the line from at, which has room for it, from a
+    // run of units kept for the deepest level so far (and at least LineBuffer::slack bytes long,
+    // so that shallow indentation is moved as one block); returns the end.
     char* appendIndent(char* at, std::size_t depth) {
         const std::size_t length = depth * indent.size();
         if (length == 0) return at;
+        if (length <= LineBuffer::slack) {
+            copyBlock16(at, indentRun.data());
+            return at + length;
+        }
         if (indentRun.size() < length) growIndentRun(length);
         return copyBytes(at, indentRun.data(), length);
     }
