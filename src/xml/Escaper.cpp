@@ -1,6 +1,7 @@
 #include "xml/Escaper.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "platform/CodePage.h"
 #include "xml/TextConvert.h"
@@ -24,16 +25,32 @@ void appendCharacterReference(std::string& out, unsigned int code) {
 
 }  // namespace
 
-Escaper::Escaper(const std::map<char, std::string>& escapeMap) {
+const Escaper::ClassTables& Escaper::classTables() {
+    static const auto tables = [] {
+        auto built = std::make_unique<ClassTables>();
+        for (unsigned int code = 0; code < 256; ++code) {
+            const auto byte = static_cast<unsigned char>(code);
+            if (isSafeByte(byte)) {
+                built->bytes[code] = safeAlways | safeWithEquals;
+            } else if (byte == '=') {
+                built->bytes[code] = safeWithEquals;
+            }
+        }
+        for (std::size_t index = 0; index < built->pairs.size(); ++index) {
+            built->pairs[index] = built->bytes[index & 0xFFu] & built->bytes[index >> 8];
+        }
+        return built;
+    }();
+    return *tables;
+}
+
+Escaper::Escaper(const std::map<char, std::string>& escapeMap)
+    : byteClass(classTables().bytes.data()), pairClass(classTables().pairs.data()) {
     replacements.reserve(256 * 7);
     for (unsigned int code = 0; code < 256; ++code) {
         const auto byte = static_cast<unsigned char>(code);
         offsets[code] = static_cast<std::uint32_t>(replacements.size());
-        if (isSafeByte(byte)) {
-            byteClass[code] = safeAlways | safeWithEquals;
-            continue;
-        }
-        if (byte == '=') byteClass[code] = safeWithEquals;
+        if (isSafeByte(byte)) continue;
         const auto mapped = escapeMap.find(static_cast<char>(byte));
         if (mapped != escapeMap.end()) {
             replacements += mapped->second;

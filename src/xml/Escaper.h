@@ -19,7 +19,7 @@ namespace KpXml::detail {
 // in the ANSI code page (the byte's own value when the code page cannot convert it alone).
 //
 // The replacement of every byte is worked out once, when the escaper is built, so escaping a text
-// is a table lookup per byte and one copy per run of safe bytes.
+// is a table lookup per two bytes, one store per four safe bytes and a copy per replaced byte.
 class Escaper {
 public:
     explicit Escaper(const std::map<char, std::string>& escapeMap);
@@ -42,7 +42,18 @@ private:
     static constexpr std::uint8_t safeAlways = 1;     // passes in every text
     static constexpr std::uint8_t safeWithEquals = 2;  // passes where '=' is allowed
 
-    std::array<std::uint8_t, 256> byteClass{};
+    // The class of every byte, and of every two bytes at once: entry b0 + 256 * b1 of pairs is
+    // bytes[b0] & bytes[b1], the same either way round, so the order of the bytes in a loaded
+    // word does not matter. The classes depend on the safe set only: one pair of tables serves
+    // every escaper.
+    struct ClassTables {
+        std::array<std::uint8_t, 256> bytes{};
+        std::array<std::uint8_t, 65536> pairs{};
+    };
+    static const ClassTables& classTables();
+
+    const std::uint8_t* byteClass;
+    const std::uint8_t* pairClass;
     // The replacement of byte b is replacements[offsets[b], offsets[b + 1]).
     std::array<std::uint32_t, 257> offsets{};
     std::string replacements;
@@ -51,9 +62,11 @@ private:
 
 inline char* Escaper::write(char* out, const char* text, std::size_t size, bool allowEquals) const {
     const std::uint8_t passMask = allowEquals ? safeWithEquals : safeAlways;
+    // Whether all four bytes at at pass: one load and two lookups.
     const auto passes = [&](const char* at) {
-        return (byteClass[static_cast<unsigned char>(at[0])] & byteClass[static_cast<unsigned char>(at[1])] &
-                byteClass[static_cast<unsigned char>(at[2])] & byteClass[static_cast<unsigned char>(at[3])] & passMask) != 0;
+        std::uint32_t group;
+        std::memcpy(&group, at, 4);
+        return (pairClass[group & 0xFFFFu] & pairClass[group >> 16] & passMask) != 0;
     };
     const char* p = text;
     const char* const end = text + size;
