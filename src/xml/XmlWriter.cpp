@@ -118,7 +118,6 @@ private:
         }
         char* at = appendIndent(line.room(longest), depth);
         *at++ = '<';
-        const char* const nameInLine = at;
         at = copyBytes(at, name.data(), name.size());
         for (const KpXmlAttributeData* attribute : attributes) {
             if (attribute == nullptr) continue;
@@ -148,18 +147,7 @@ private:
             stack.push_back(Frame{node, depth, 0});
             return true;
         }
-        // The end tag's name is copied from the start tag's, in this line's own storage.
-        at = writeText(at, *node);
-        *at++ = '<';
-        *at++ = '/';
-        if (name.size() <= LineBuffer::slack) {
-            copyBlock16(at, nameInLine);
-            at += name.size();
-        } else {
-            at = copyBytes(at, nameInLine, name.size());
-        }
-        *at++ = '>';
-        endLine(at);
+        endLine(writeEndTag(writeText(at, *node), name));
         return false;
     }
 
@@ -170,15 +158,19 @@ private:
         return copyBytes(at, text.data(), text.size());
     }
 
-    // The end tag of an element whose children are written, on a line of its own.
-    void closeElement(const KpXmlData& node, std::size_t depth) {
-        const std::string& name = node.getName();
-        char* at = appendIndent(line.room(depth * indent.size() + name.size() + 4), depth);
+    // Writes "</name>" into the line from at, which has room for it; returns the end.
+    static char* writeEndTag(char* at, const std::string& name) {
         *at++ = '<';
         *at++ = '/';
         at = copyBytes(at, name.data(), name.size());
         *at++ = '>';
-        endLine(at);
+        return at;
+    }
+
+    // The end tag of an element whose children are written, on a line of its own.
+    void closeElement(const KpXmlData& node, std::size_t depth) {
+        const std::string& name = node.getName();
+        endLine(writeEndTag(appendIndent(line.room(depth * indent.size() + name.size() + 4), depth), name));
     }
 
     // Writes the indentation unit depth times into the line from at, which has room for it, from a
