@@ -74,11 +74,20 @@ bool TextFileBuffer::writeBuffered() {
     const char* data = begin;
     std::size_t size = static_cast<std::size_t>(end - begin);
     if (textMode) {
+        // Whole lines at a time: each run up to a line feed (found with memchr) is copied at
+        // once and followed by carriage return and line feed.
         char* out = encoded.get();
-        for (const char* p = begin; p != end; ++p) {
-            if (*p == lineFeed) *out++ = carriageReturn;
-            *out++ = *p;
+        const char* p = begin;
+        while (const void* found = std::memchr(p, lineFeed, static_cast<std::size_t>(end - p))) {
+            const auto* feed = static_cast<const char*>(found);
+            std::memcpy(out, p, static_cast<std::size_t>(feed - p));
+            out += feed - p;
+            *out++ = carriageReturn;
+            *out++ = lineFeed;
+            p = feed + 1;
         }
+        std::memcpy(out, p, static_cast<std::size_t>(end - p));
+        out += end - p;
         data = encoded.get();
         size = static_cast<std::size_t>(out - data);
     }
