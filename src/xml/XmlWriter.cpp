@@ -76,17 +76,22 @@ public:
     }
 
     void write(const KpXmlData* top) {
-        const std::size_t topDepth = indent.empty() ? 0 : countAncestors(top);
-        if (!openElement(top, topDepth)) return;
-        while (!stack.empty()) {
+        // One place opens elements, the top one included, so that the compiler can inline it.
+        const KpXmlData* element = top;
+        std::size_t depth = indent.empty() ? 0 : countAncestors(top);
+        for (;;) {
+            if (element != nullptr) {
+                openElement(element, depth);  // may grow the stack
+                element = nullptr;
+            }
+            if (stack.empty()) return;
             Frame& frame = stack.back();
             const std::vector<KpXmlData*>& children = frame.node->getChildren();
             if (frame.next < children.size()) {
-                const KpXmlData* child = children[frame.next++];
-                if (child == nullptr) continue;
-                std::size_t depth = 0;
-                if (!indent.empty()) depth = child->getParent() == frame.node ? frame.depth + 1 : countAncestors(child);
-                openElement(child, depth);  // may grow the stack: frame is not used after this
+                element = children[frame.next++];
+                if (element != nullptr && !indent.empty()) {
+                    depth = element->getParent() == frame.node ? frame.depth + 1 : countAncestors(element);
+                }
                 continue;
             }
             // All children written: the end tag on a line of its own, indented like the start tag.
@@ -102,9 +107,9 @@ private:
         std::size_t next;  // index of the next child to write
     };
 
-    // Writes the start tag and the text of node. Returns true, with a frame pushed for the
-    // children, when the element stays open; false when it was written completely.
-    bool openElement(const KpXmlData* node, std::size_t depth) {
+    // Writes the start tag and the text of node. An element with children stays open, with a
+    // frame pushed for them; any other is written completely.
+    void openElement(const KpXmlData* node, std::size_t depth) {
         const std::string& name = node->getName();
         const std::string& text = node->getData();
         const std::vector<KpXmlAttributeData*>& attributes = node->getAttributes();
@@ -137,7 +142,7 @@ private:
         if (text.empty() && !hasChildren) {
             std::memcpy(at, " />", 3);
             endLine(at + 3);
-            return false;
+            return;
         }
         *at++ = '>';
         if (hasChildren) {
@@ -145,10 +150,9 @@ private:
             // The text stays in the line buffer: the first child's indentation and start tag follow it.
             if (!text.empty()) line.commit(writeText(line.room(text.size() * expansion), *node));
             stack.push_back(Frame{node, depth, 0});
-            return true;
+            return;
         }
         endLine(writeEndTag(writeText(at, *node), name));
-        return false;
     }
 
     // Writes the text of node into the line from at, escaped when its flag says so; returns the end.
