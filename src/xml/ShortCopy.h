@@ -7,6 +7,18 @@
 
 namespace KpXml::detail {
 
+// Copies size bytes, from sizeof(Word) to 2 * sizeof(Word), as the first and the last word of
+// them (which may overlap), both read before either is written.
+template <typename Word>
+inline void copyFirstAndLastWord(char* out, const char* source, std::size_t size) {
+    Word first;
+    Word last;
+    std::memcpy(&first, source, sizeof(Word));
+    std::memcpy(&last, source + size - sizeof(Word), sizeof(Word));
+    std::memcpy(out, &first, sizeof(Word));
+    std::memcpy(out + size - sizeof(Word), &last, sizeof(Word));
+}
+
 // Copies size bytes from source to out and returns the end of the copy. The writer copies mostly
 // short pieces (names, numbers, entities, indentation): up to 16 bytes go as two overlapping
 // fixed-size moves, with no call; longer ones through memcpy. Reads and writes only the size bytes.
@@ -14,19 +26,9 @@ inline char* copyBytes(char* out, const char* source, std::size_t size) {
     if (size > 16) {
         std::memcpy(out, source, size);
     } else if (size >= 8) {
-        std::uint64_t head;
-        std::uint64_t tail;
-        std::memcpy(&head, source, 8);
-        std::memcpy(&tail, source + size - 8, 8);
-        std::memcpy(out, &head, 8);
-        std::memcpy(out + size - 8, &tail, 8);
+        copyFirstAndLastWord<std::uint64_t>(out, source, size);
     } else if (size >= 4) {
-        std::uint32_t head;
-        std::uint32_t tail;
-        std::memcpy(&head, source, 4);
-        std::memcpy(&tail, source + size - 4, 4);
-        std::memcpy(out, &head, 4);
-        std::memcpy(out + size - 4, &tail, 4);
+        copyFirstAndLastWord<std::uint32_t>(out, source, size);
     } else if (size != 0) {
         // 1 to 3 bytes: the first, the middle and the last (some are the same byte).
         const char first = source[0];
@@ -39,15 +41,10 @@ inline char* copyBytes(char* out, const char* source, std::size_t size) {
     return out + size;
 }
 
-// Copies the 16 bytes at source to out, reading all of them before writing any, so the two may
-// overlap. For a piece of at most 16 bytes where 16 bytes may be read at source and written at out.
+// Copies the 16 bytes at source to out with two fixed-size moves: for a piece of at most 16 bytes
+// where 16 bytes may be read at source and written at out.
 inline void copyBlock16(char* out, const char* source) {
-    std::uint64_t head;
-    std::uint64_t tail;
-    std::memcpy(&head, source, 8);
-    std::memcpy(&tail, source + 8, 8);
-    std::memcpy(out, &head, 8);
-    std::memcpy(out + 8, &tail, 8);
+    copyFirstAndLastWord<std::uint64_t>(out, source, 16);
 }
 
 }  // namespace KpXml::detail
