@@ -70,7 +70,6 @@ inline char* Escaper::write(char* out, const char* text, std::size_t size, bool 
     };
     const char* p = text;
     const char* const end = text + size;
-    const char* copiedFrom = text;  // the bytes from here to p went out unchanged
     // Most bytes (names, numbers, words) pass: four at a time, each group with one load and one store.
     while (end - p >= 4) {
         std::memcpy(out, p, 4);
@@ -83,12 +82,12 @@ inline char* Escaper::write(char* out, const char* text, std::size_t size, bool 
         for (; (byteClass[static_cast<unsigned char>(*p)] & passMask) != 0; ++p) ++out;
         const auto byte = static_cast<unsigned char>(*p++);
         out = copyBytes(out, replacements.data() + offsets[byte], offsets[byte + 1u] - offsets[byte]);
-        copiedFrom = p;
     }
     if (p == end) return out;
-    // Fewer than four bytes are left. When the four bytes that end the text all pass and those
-    // before p among them went out unchanged, the last four output bytes are the same group again.
-    if (end - copiedFrom >= 4 && passes(end - 4)) {
+    // Fewer than four bytes are left. When the four bytes that end the text all pass, those before
+    // p among them went out unchanged, one output byte each: the group is stored again where the
+    // first of them went.
+    if (size >= 4 && passes(end - 4)) {
         out -= p - (end - 4);
         std::memcpy(out, end - 4, 4);
         return out + 4;
