@@ -23,20 +23,23 @@ inline void copyFirstAndLastWord(char* out, const char* source, std::size_t size
 // short pieces (names, numbers, entities, indentation): up to 16 bytes go as two overlapping
 // fixed-size moves, with no call; longer ones through memcpy. Reads and writes only the size bytes.
 inline char* copyBytes(char* out, const char* source, std::size_t size) {
-    if (size > 16) {
-        std::memcpy(out, source, size);
-    } else if (size >= 8) {
-        copyFirstAndLastWord<std::uint64_t>(out, source, size);
-    } else if (size >= 4) {
+    // The shortest first: most names are a few bytes long.
+    if (size < 4) {
+        if (size != 0) {
+            // 1 to 3 bytes: the first, the middle and the last (some are the same byte).
+            const char first = source[0];
+            const char middle = source[size / 2];
+            const char last = source[size - 1];
+            out[0] = first;
+            out[size / 2] = middle;
+            out[size - 1] = last;
+        }
+    } else if (size < 8) {
         copyFirstAndLastWord<std::uint32_t>(out, source, size);
-    } else if (size != 0) {
-        // 1 to 3 bytes: the first, the middle and the last (some are the same byte).
-        const char first = source[0];
-        const char middle = source[size / 2];
-        const char last = source[size - 1];
-        out[0] = first;
-        out[size / 2] = middle;
-        out[size - 1] = last;
+    } else if (size <= 16) {
+        copyFirstAndLastWord<std::uint64_t>(out, source, size);
+    } else {
+        std::memcpy(out, source, size);
     }
     return out + size;
 }
