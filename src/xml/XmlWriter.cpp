@@ -38,8 +38,8 @@ std::size_t countAncestors(const KpXmlData* node) {
 // before it.
 class LineBuffer {
 public:
-    // Bytes beyond the room asked for that may also be written and read: short pieces are moved
-    // as whole blocks of this size, and only the bytes up to the committed end count.
+    // Bytes beyond the room asked for that may also be written: short pieces are moved as whole
+    // blocks of this size, and only the bytes up to the committed end count.
     static constexpr std::size_t slack = 16;
 
     // Where the next n bytes go; they count once commit is given their end.
@@ -54,8 +54,7 @@ public:
 private:
     void grow(std::size_t n) {
         const std::size_t wanted = std::max(used + n, 2 * capacity);
-        // Zeroed, so that a block moved from bytes not yet written carries no indeterminate value.
-        std::unique_ptr<char[]> larger(new char[wanted]());
+        std::unique_ptr<char[]> larger(new char[wanted]);
         if (used != 0) std::memcpy(larger.get(), storage.get(), used);
         storage = std::move(larger);
         capacity = wanted;
