@@ -62,10 +62,10 @@ private:
 
 inline char* Escaper::write(char* out, const char* text, std::size_t size, bool allowEquals) const {
     const std::uint8_t passMask = allowEquals ? safeWithEquals : safeAlways;
-    // Whether all four bytes at at pass: one load and two lookups.
-    const auto passes = [&](const char* at) {
+    // Whether all four bytes from start pass: one load and two lookups.
+    const auto passes = [&](const char* start) {
         std::uint32_t group;
-        std::memcpy(&group, at, 4);
+        std::memcpy(&group, start, 4);
         return (pairClass[group & 0xFFFFu] & pairClass[group >> 16] & passMask) != 0;
     };
     const char* p = text;
