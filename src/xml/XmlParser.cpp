@@ -56,15 +56,15 @@ public:
           separatorSet(separators),
           plainTagReader(separators, entityMap),
           readDirectly(!stepByStep) {
-        levels.reserve(initialDepth);
+        levels.resize(initialDepth);
         pendingChildren.reserve(initialDepth);
-        levels.push_back({&root, 0, false, false, false});
+        levels[0] = {&root, 0, false, false, false};
     }
 
     ~StreamParser() {
         // Elements still open when reading stopped early (by an exception) belong to no tree yet.
-        for (const Level& level : levels) {
-            if (level.owned) delete level.node;
+        for (std::size_t level = 0; level <= depth; ++level) {
+            if (levels[level].owned) delete levels[level].node;
         }
     }
 
@@ -367,9 +367,12 @@ private:
     // others join the level's children at once. plainName: the name holds no '&', '<' or '>'.
     void placeElement(KpXmlData* element, std::unique_ptr<KpXmlData> created, bool open, bool plainName) {
         if (open) {
-            levels.push_back({element, pendingChildren.size(), created != nullptr, element->getName().empty(), plainName});
-            created.release();  // now owned by the level
+            // The levels in use are levels[0..depth]; the vector only grows, so that entering a
+            // level is a plain store while the document stays within the depth reached so far.
+            if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
             ++depth;
+            levels[depth] = {element, pendingChildren.size(), created != nullptr, element->getName().empty(), plainName};
+            created.release();  // now owned by the level
             text.clear();
             return;
         }
@@ -400,7 +403,6 @@ private:
     // The innermost level's element joins the children of the level above.
     void leaveLevel() {
         if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
-        levels.pop_back();
         --depth;
     }
 
