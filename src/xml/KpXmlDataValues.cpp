@@ -51,12 +51,17 @@ const std::string& KpXmlData::toString(const std::string& value) {
 // --- Element text ----------------------------------------------------------------------------
 
 void KpXmlData::setData(std::string value) {
-    const std::size_t first = value.find_first_not_of(' ');
-    if (first == std::string::npos) {
-        data.clear();
-        return;
+    // Most texts neither start nor end with a space: looking at the two ends settles that.
+    std::size_t first = 0;
+    std::size_t length = value.size();
+    if (value.empty() || value.front() == ' ' || value.back() == ' ') {
+        first = value.find_first_not_of(' ');
+        if (first == std::string::npos) {
+            data.clear();
+            return;
+        }
+        length = value.find_last_not_of(' ') + 1 - first;
     }
-    const std::size_t length = value.find_last_not_of(' ') + 1 - first;
     // The given string is taken over only when it holds just the text, inside the string object
     // or in a buffer of about the text's size; otherwise the text is copied, so that a short text
     // stays inside the string object and a long one gets a heap buffer of its own size, whatever
