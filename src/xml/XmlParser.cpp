@@ -301,8 +301,7 @@ private:
         const char* after = plainTagReader.read(p, end, plainTag);
         if (after == nullptr) return nullptr;
 
-        // The parent is set when the element joins its parent's children.
-        auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength), nullptr);
+        auto created = std::make_unique<KpXmlData>(std::string(plainTag.name, plainTag.nameLength), parent);
         if (plainTag.attributeCount != 0) {
             created->getAttributes().reserve(plainTag.attributeCount);
             for (std::size_t i = 0; i < plainTag.attributeCount; ++i) {
@@ -352,7 +351,7 @@ private:
         std::unique_ptr<KpXmlData> created;
         KpXmlData* element = parent;
         if (!intoParent) {
-            created = std::make_unique<KpXmlData>(parsed.name);
+            created = std::make_unique<KpXmlData>(parsed.name, parent);
             element = created.get();
         } else if (kind == KpXml::detail::TagKind::Element) {
             element->setName(parsed.name);
@@ -407,15 +406,15 @@ private:
     }
 
     // Hands the children read at a level to its element, in the order read. They are held back
-    // until the level ends so that the child list grows once, by the number known then.
+    // until the level ends so that the child list grows once, by the number known then. Each child
+    // names its parent from its creation on, so that this step does not visit the children again
+    // (a large child list is long out of the cache by now).
     void attachChildren(const Level& level) {
         if (pendingChildren.size() == level.firstChild) return;  // none: the element's child list stays as it is
         std::vector<KpXmlData*>& children = level.node->getChildren();
         children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
         for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
-            KpXmlData* child = pendingChildren[i].release();
-            children.push_back(child);
-            child->setParent(level.node);
+            children.push_back(pendingChildren[i].release());
         }
         pendingChildren.resize(level.firstChild);
     }
