@@ -168,10 +168,15 @@ private:
     // level: the empty text).
     bool endsLevel(const char* tagText, std::size_t length) const {
         if (depth == 0) return length == 0;
-        const Level& level = levels[depth];
-        const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
+        const std::size_t nameLength = endNameLength();
         return length == nameLength + 1 && tagText[0] == '/' &&
-               std::memcmp(tagText + 1, level.node->getName().data(), nameLength) == 0;
+               std::memcmp(tagText + 1, levels[depth].node->getName().data(), nameLength) == 0;
+    }
+
+    // The length of the name that follows "/" in the tag text that ends the current element.
+    std::size_t endNameLength() const {
+        const Level& level = levels[depth];
+        return level.unnamed ? 0 : level.node->getName().size();
     }
 
     // Handles the bytes [p, end). Returns null when all were used, or the position after the byte
@@ -271,14 +276,10 @@ private:
     // and ends before end, or null. Only "/" + the name + ">" is taken, for an element whose name
     // holds no '>' (so that this '>' is the first one), nor a '&' or a '<'.
     const char* endTagEnd(const char* p, const char* end) const {
-        const Level& level = levels[depth];
-        if (depth == 0 || !level.plainName) return nullptr;
-        const std::size_t nameLength = level.unnamed ? 0 : level.node->getName().size();
-        if (static_cast<std::size_t>(end - p) < nameLength + 2 || p[0] != '/' || p[nameLength + 1] != '>' ||
-            std::memcmp(p + 1, level.node->getName().data(), nameLength) != 0) {
-            return nullptr;
-        }
-        return p + nameLength + 2;
+        if (depth == 0 || !levels[depth].plainName) return nullptr;
+        const std::size_t length = endNameLength() + 1;  // the tag text: "/" + the name
+        if (static_cast<std::size_t>(end - p) <= length || p[length] != '>' || !endsLevel(p, length)) return nullptr;
+        return p + length + 1;
     }
 
     // Reads the tag that starts at p (after its '<') directly from the bytes when it is of a form
