@@ -77,23 +77,19 @@ void Progress::update(std::uint64_t done) {
     std::cerr << "\r" << label << " " << percent << "%" << std::flush;
 }
 
-bool readTextFile(const std::string& path, std::string& text, std::string& reason) {
-    errno = 0;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) {
-        reason = std::strerror(errno != 0 ? errno : ENOENT);
-        return false;
-    }
-    std::error_code sizeError;
-    const std::uintmax_t size = std::filesystem::file_size(path, sizeError);
-    Progress progress("kpxml: reading " + path, sizeError ? 0 : size);
+namespace {
 
+// Reads all of file as the library reads its files in text mode, showing progress under label
+// for a file of the given size (0: unknown).
+bool readTextMode(std::FILE* file, const std::string& label, std::uint64_t size, std::string& text, std::string& reason) {
+    Progress progress(label, size);
     text.clear();
     std::unique_ptr<char[]> block(new char[readBlockSize]);
     std::uint64_t done = 0;
     bool heldReturn = false;  // a carriage return at the end of the last block, not yet decided
     std::size_t count;
-    while ((count = std::fread(block.get(), 1, readBlockSize, file.get())) > 0) {
+    errno = 0;
+    while ((count = std::fread(block.get(), 1, readBlockSize, file)) > 0) {
         done += count;
         progress.update(done);
         for (std::size_t i = 0; i < count; ++i) {
@@ -108,12 +104,31 @@ bool readTextFile(const std::string& path, std::string& text, std::string& reaso
             }
         }
     }
-    if (std::ferror(file.get())) {
+    if (std::ferror(file)) {
         reason = std::strerror(errno != 0 ? errno : EIO);
         return false;
     }
     if (heldReturn) text += '\r';
     return true;
+}
+
+}  // namespace
+
+bool readTextFile(const std::string& path, std::string& text, std::string& reason) {
+    errno = 0;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (!file) {
+        reason = std::strerror(errno != 0 ? errno : ENOENT);
+        return false;
+    }
+    std::error_code sizeError;
+    const std::uintmax_t size = std::filesystem::file_size(path, sizeError);
+    return readTextMode(file.get(), "kpxml: reading " + path, sizeError ? 0 : size, text, reason);
+}
+
+bool readInput(const std::string& name, std::string& text, std::string& reason) {
+    if (name == standardStreamName) return readTextMode(stdin, "kpxml: reading standard input", 0, text, reason);
+    return readTextFile(name, text, reason);
 }
 
 void parseText(const std::string& text, const std::string& label, KpXmlTree& document) {
@@ -125,13 +140,21 @@ void parseText(const std::string& text, const std::string& label, KpXmlTree& doc
 
 bool loadDocument(const std::string& path, KpXmlTree& document) {
     std::string text;
+    return loadDocument(path, document, text);
+}
+
+bool loadDocument(const std::string& path, KpXmlTree& document, std::string& text) {
     std::string reason;
-    if (!readTextFile(path, text, reason)) {
+    if (!readInput(path, text, reason)) {
         std::cerr << "kpxml: " << path << ": " << reason << "\n";
         return false;
     }
     parseText(text, "kpxml: parsing " + path, document);
     return true;
+}
+
+bool hasElement(const KpXmlTree& document) {
+    return document.getRoot() != nullptr && !document.getRoot()->getName().empty();
 }
 
 }  // namespace kpxmlcli

@@ -33,12 +33,23 @@ private:
 // and sets reason to the system's description of the error.
 bool readTextFile(const std::string& path, std::string& text, std::string& reason);
 
+// The name that stands for standard input (as FILE) and standard output (as -o OUT).
+constexpr const char* standardStreamName = "-";
+
+// As readTextFile, reading standard input when name is "-".
+bool readInput(const std::string& name, std::string& text, std::string& reason);
+
 // Parses text into document with the library's parser, showing progress under label.
 void parseText(const std::string& text, const std::string& label, KpXmlTree& document);
 
-// Reads and parses the file at path; on failure prints "kpxml: PATH: REASON" to standard error
-// and returns false.
+// Reads and parses the file at path ("-": standard input); on failure prints "kpxml: PATH: REASON"
+// to standard error and returns false.
 bool loadDocument(const std::string& path, KpXmlTree& document);
+// As loadDocument, keeping the text that was read in text.
+bool loadDocument(const std::string& path, KpXmlTree& document, std::string& text);
+
+// True when the library found an element in what it read: a root with a name.
+bool hasElement(const KpXmlTree& document);
 
 }  // namespace kpxmlcli
 

@@ -13,6 +13,8 @@ namespace kpxmlcli {
 
 namespace {
 
+const char* const byteOrderMark = "\xEF\xBB\xBF";
+
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
@@ -27,6 +29,10 @@ public:
         : text(input), wideCharacter(wide) {}
 
     StandardDocument run() {
+        if (startsWith(byteOrderMark)) {
+            note(Construct::ByteOrderMark, 0);
+            pos = std::strlen(byteOrderMark);
+        }
         noteEncoding();
         while (pos < text.size() && document.wellFormed) {
             if (text[pos] == '<') {
@@ -53,16 +59,18 @@ private:
     // Notes the first byte above 127 with the encoding that a standard reader decodes it in: the
     // one the declaration names, else UTF-8.
     void noteEncoding() {
-        const auto high = std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+        const auto high = std::find_if(text.begin() + static_cast<std::ptrdiff_t>(pos), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
         if (high == text.end()) return;
         std::string encoding = "UTF-8";
         const std::size_t declarationEnd = startsWith("<?xml") ? std::min(text.find("?>"), text.size()) : 0;
-        const std::size_t name = text.find("encoding", 0);
+        const std::size_t name = text.find("encoding", pos);
         if (name < declarationEnd) {
             const std::size_t opening = text.find_first_of("\"'", name);
             const std::size_t closing = opening < declarationEnd ? text.find(text[opening], opening + 1) : std::string::npos;
             if (closing < declarationEnd) encoding = text.substr(opening + 1, closing - opening - 1);
         }
+        // Encoding names are compared without regard to case; shown in capitals, as registered.
+        for (char& c : encoding) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
         note(Construct::EightBitText, static_cast<std::size_t>(high - text.begin()), encoding);
     }
 
@@ -169,7 +177,7 @@ private:
         if (hexadecimal && name != "#x000a") note(Construct::HexReference, start, whole);
         if (!hexadecimal && !inValue && (code == 9 || code == 10 || code == 13)) note(Construct::BreakReferenceInText, start, whole);
         if (!hexadecimal && inValue && code == '"') note(Construct::QuoteReferenceInValue, start, whole, attribute);
-        if (code >= 256) {
+        if (code >= 128) {
             note(Construct::WideReference, start, whole);
             out += wideCharacter(static_cast<unsigned>(code));
         } else {
@@ -190,9 +198,11 @@ private:
             if (close == std::string::npos) return fail(start, std::string("the ") + kind.what + " never ends");
             pos = close + std::strlen(kind.close);
             note(kind.kind, start, text.substr(start, pos - start));
+            // KpXml never reads a CDATA section's content as text, so its line breaks are not
+            // text line breaks: they are taken as content, not as blanks to drop.
             if (kind.kind == Construct::CData) {
                 const std::size_t contentStart = start + std::strlen(kind.open);
-                characterData(text.substr(contentStart, close - contentStart), contentStart, true);
+                characterData(text.substr(contentStart, close - contentStart), contentStart, false);
             }
             return;
         }
@@ -207,6 +217,14 @@ private:
         char quote = 0;
         for (; pos < text.size(); ++pos) {
             const char c = text[pos];
+            // Comments and instructions in the internal subset may hold quotes and brackets.
+            if (quote == 0 && depth > 0 && (startsWith("<!--") || startsWith("<?"))) {
+                const char* close = text[pos + 1] == '!' ? "-->" : "?>";
+                const std::size_t end = text.find(close, pos + 2);
+                if (end == std::string::npos) break;
+                pos = end + std::strlen(close) - 1;
+                continue;
+            }
             if (quote != 0) {
                 if (c == quote) quote = 0;
             } else if (c == '"' || c == '\'') {

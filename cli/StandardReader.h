@@ -42,6 +42,7 @@ struct Construct {
         UnmatchedEndTag,       // name: the end tag's name; text: the open element's name
         SecondRoot,            // name: the element
         EightBitText,          // the first byte above 127; text: the encoding the file is read in
+        ByteOrderMark,         // a UTF-8 byte order mark at the start
         NotWellFormed          // text: what is wrong; reading stopped here
     };
     Kind kind;
@@ -58,7 +59,7 @@ struct StandardDocument {
     bool wellFormed = true;
 };
 
-// Reads text as standard XML. A character reference of 256 or more is stored as
+// Reads text as standard XML. A character reference of 128 or more is stored as
 // wideCharacter(code) gives it, so that the text can be compared byte for byte with a reader
 // that holds text in a code page. Reading goes on after errors that the KpXml dialect explains
 // (unknown entities, unmatched end tags) and stops at the first other error.

@@ -1,7 +1,9 @@
-// The tool's only platform-dependent calls: asking whether standard error is a terminal, and
-// switching off the text-mode translation of the standard streams where there is one.
+// The tool's only platform-dependent calls: asking whether standard error is a terminal,
+// switching off the text-mode translation of the standard streams where there is one, and
+// writing to standard output.
 #include "Terminal.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #ifdef _WIN32
@@ -23,9 +25,27 @@ bool standardErrorIsTerminal() {
 
 void useBinaryStandardStreams() {
 #ifdef _WIN32
+    _setmode(_fileno(stdin), _O_BINARY);
     _setmode(_fileno(stdout), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
 #endif
+}
+
+int writeStandardOutput(const char* data, std::size_t size) {
+    while (size > 0) {
+        errno = 0;
+#ifdef _WIN32
+        const unsigned chunk = size > 0x40000000u ? 0x40000000u : static_cast<unsigned>(size);
+        const long written = _write(1, data, chunk);
+#else
+        const long written = static_cast<long>(write(1, data, size));
+#endif
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return errno != 0 ? errno : EIO;
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return 0;
 }
 
 }  // namespace kpxmlcli

@@ -66,9 +66,9 @@ case "$group" in
     ;;
   usage)
     expect 1 "" $'kpxml: missing.xml: No such file or directory\n' dump missing.xml
-    expect 2 "" $'kpxml fmt: missing arguments\nusage: kpxml fmt FILE [-o OUT] [--indent N|tab] [--no-declaration]\n' fmt
+    expect 2 "" $'kpxml fmt: missing arguments\nusage: kpxml fmt FILE [-o OUT] [--indent N|tab] [--no-declaration] [--force] [--strict]\n' fmt
     expect 2 "" $'kpxml get: unknown option or missing value: --indent\nusage: kpxml get FILE PATH [ATTRIBUTE]\n' get x.xml a --indent 2
-    expect 2 "" $'kpxml set: empty element name in a//b\nusage: kpxml set FILE PATH [ATTRIBUTE] VALUE\n' set x.xml a//b 1
+    expect 2 "" $'kpxml set: empty element name in a//b\nusage: kpxml set FILE PATH [ATTRIBUTE] VALUE [--create] [--indent N|tab] [--no-declaration] [--force] [--strict]\n' set x.xml a//b 1
     expect 0 "kpxml $version"$'\n' "" --version
     for command in dump fmt get set check; do
       "${tool[@]}" "$command" --help >stdout.txt 2>&1 && head -n 1 stdout.txt | grep -q "^usage: kpxml $command " ||
