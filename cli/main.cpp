@@ -237,12 +237,13 @@ int set(const Command& command, const Arguments& arguments) {
     KpXmlTree document;
     std::string text;
     std::error_code missing;
-    if (arguments.create && !std::filesystem::exists(file, missing)) {
+    const bool created = arguments.create && !std::filesystem::exists(file, missing);
+    if (created) {
         document.setRoot(new KpXmlData(names[0]));
     } else if (!loadElements(file, document, text)) {
         return exitFailure;
     }
-    const kpxmlcli::Analysis analysis = kpxmlcli::analyse(text, document);
+    const kpxmlcli::Analysis analysis = created ? kpxmlcli::Analysis{} : kpxmlcli::analyse(text, document);
     KpXmlData* element = document.getRoot();
     if (element->getName() != names[0]) {
         std::cerr << "kpxml: " << file << ": the root element is <" << kpxmlcli::shownName(element->getName())
