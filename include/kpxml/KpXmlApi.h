@@ -45,7 +45,9 @@ int XML_Stop(void);
    be opened, 0 otherwise (the document is then empty). */
 int XML_ReadFile(const char* path);
 /* Writes the global document with the declaration line to path, through a temporary file that
-   replaces the target. 0 without a document, for a NULL path, or when the file cannot be made. */
+   replaces the target only when complete. 0 without a document, for a NULL path, or when the
+   temporary file cannot be made or the document not stored completely (the target is then as
+   it was). */
 int XML_WriteFile(const char* path);
 
 /* Reads an int from the current node's text by stream extraction; *value keeps what the
@@ -85,9 +87,13 @@ int XML_AddAttributeTextLine(const char* name, const char* line);
 /* The handle of the first document registered under name (NULL counts as ""), registering a new
    empty document when there is none. */
 int XML_Get_Tree(const char* name);
-/* Parses the file into the document (its previous tree is discarded). */
+/* Replaces the document's tree by the one parsed from the file; the handles into the old tree
+   become unknown. When the file cannot be opened (or for an unknown handle or a NULL path)
+   nothing happens: the document keeps its tree and there is no sign of the failure. */
 void XML_Read_Tree(int tree, const char* path);
-/* Writes the document with the declaration line to path, through a temporary file. */
+/* Writes the document with the declaration line to path, through a temporary file that replaces
+   the target only when complete. When that fails the target stays as it was, and there is no
+   sign of the failure (XML_WriteFile reports it for the global document). */
 void XML_Write_Tree(int tree, const char* path);
 /* Destroys the document and removes it from the registry. */
 void XML_Delete_Tree(int tree);

@@ -185,6 +185,10 @@ case "$group" in
     else
       echo "note: no user namespace here, the full tmpfs case was not run (/dev/full was)" >&2
     fi
+    # Bash completion offers the commands and each command's options.
+    bash -c 'source "$1"; COMP_WORDS=(kpxml set --f); COMP_CWORD=2; _kpxml; echo "${COMPREPLY[*]}"
+             COMP_WORDS=(kpxml c); COMP_CWORD=1; _kpxml; echo "${COMPREPLY[*]}"' - "$here/../../cli/kpxml.bash" >stdout.txt
+    cmp -s stdout.txt <(printf -- '--force\ncheck\n') || { echo "FAILED: bash completion" >&2; failures=$((failures + 1)); }
     # A reader that stops early ends the output quietly.
     "${tool[@]}" dump big.xml 2>stderr.txt | head -n 1 >stdout.txt
     cmp -s stdout.txt <(printf '<r>\n') && [ ! -s stderr.txt ] ||
