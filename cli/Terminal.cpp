@@ -9,6 +9,7 @@
 #ifdef _WIN32
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 #else
 #include <unistd.h>
 #endif
@@ -36,7 +37,13 @@ int writeStandardOutput(const char* data, std::size_t size) {
         errno = 0;
 #ifdef _WIN32
         const unsigned chunk = size > 0x40000000u ? 0x40000000u : static_cast<unsigned>(size);
+        SetLastError(0);
         const long written = _write(1, data, chunk);
+        // The C library reports a pipe that its reader closed as EINVAL; it is a broken pipe.
+        const DWORD systemError = GetLastError();
+        if (written < 0 && (systemError == ERROR_NO_DATA || systemError == ERROR_BROKEN_PIPE || systemError == ERROR_PIPE_NOT_CONNECTED)) {
+            return EPIPE;
+        }
 #else
         const long written = static_cast<long>(write(1, data, size));
 #endif

@@ -246,6 +246,11 @@ int set(const Command& command, const Arguments& arguments) {
     const kpxmlcli::Analysis analysis = created ? kpxmlcli::Analysis{} : kpxmlcli::analyse(text, document);
     KpXmlData* element = document.getRoot();
     if (element->getName() != names[0]) {
+        // A root that is not the one named often comes from markup read in the dialect's own
+        // way: then that is what to tell.
+        if (!arguments.rewrite.force && analysis.count(arguments.rewrite.strict) != 0) {
+            return kpxmlcli::rewrite(file, analysis, document, file, arguments.rewrite);
+        }
         std::cerr << "kpxml: " << file << ": the root element is <" << kpxmlcli::shownName(element->getName())
                   << ">, not <" << names[0] << ">\n";
         return exitFailure;

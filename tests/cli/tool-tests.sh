@@ -180,7 +180,8 @@ case "$group" in
       mkdir -p full
       unshare -rm bash -c 'mount -t tmpfs -o size=64k tmpfs full && "$@" fmt big.xml >full/out.xml 2>stderr.txt; echo $? >status.txt' \
         tool "${tool[@]}"
-      [ "$(cat status.txt)" = 1 ] && cmp -s stderr.txt <(printf 'kpxml: write error: No space left on device\n') ||
+      # The reason is the system's: Wine gives "Invalid argument" here, Linux "No space left on device".
+      [ "$(cat status.txt)" = 1 ] && grep -q '^kpxml: write error: [A-Z][a-z ]*$' stderr.txt && [ "$(wc -l <stderr.txt)" = 1 ] ||
         { echo "FAILED: fmt to a full tmpfs: status $(cat status.txt), $(cat stderr.txt)" >&2; failures=$((failures + 1)); }
     else
       echo "note: no user namespace here, the full tmpfs case was not run (/dev/full was)" >&2
