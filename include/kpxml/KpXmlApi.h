@@ -42,7 +42,7 @@ int XML_Close(void);
 /* Destroys the global document. Always 1. */
 int XML_Stop(void);
 /* Replaces the global document by a new one, then parses the file into it. 1 when the file could
-   be opened, 0 otherwise (the document is then empty). */
+   be opened, 0 otherwise (the document is then empty); 0 for a NULL path, which changes nothing. */
 int XML_ReadFile(const char* path);
 /* Writes the global document with the declaration line to path, through a temporary file that
    replaces the target only when complete. 0 without a document, for a NULL path, or when the
