@@ -19,6 +19,7 @@
 namespace {
 
 using kpxmlcli::loadDocument;
+using kpxmlcli::quoted;
 
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
@@ -84,6 +85,8 @@ const Command commandTable[] = {
      "Sets the text of the element at PATH, or its ATTRIBUTE, to VALUE, creating the missing\n"
      "elements on the way, and saves FILE through a temporary file that replaces it when\n"
      "complete. PATH is as for get.\n"
+     "A VALUE, PATH or ATTRIBUTE in UTF-8 (as a Linux command line holds it) is refused like a\n"
+     "lossy rewrite: the library stores its bytes as characters of the code page.\n"
      "  --create          when FILE does not exist, make it, with PATH's first name as the root\n",
      3, 4, "--create --indent --no-declaration --force --strict "},
     {"check", "kpxml check [--strict] FILE...",
@@ -166,6 +169,23 @@ bool splitPath(const std::string& path, std::vector<std::string>& names) {
     }
 }
 
+// True when text holds a byte above 127 and is valid UTF-8: then it is almost surely meant as
+// UTF-8, not as characters of the code page (where such byte pairs are rare).
+bool isMultiByteUtf8(const std::string& text) {
+    bool multiByte = false;
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const std::size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3 : lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
+        if (length == 0 || i + length > text.size()) return false;
+        for (std::size_t k = 1; k < length; ++k) {
+            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
+        }
+        multiByte = multiByte || length > 1;
+        i += length;
+    }
+    return multiByte;
+}
+
 // Reads the FILE operand into document, keeping its text; false (with the error printed) when
 // it cannot be read or holds no element.
 bool loadElements(const std::string& file, KpXmlTree& document, std::string& text) {
@@ -243,7 +263,14 @@ int set(const Command& command, const Arguments& arguments) {
     } else if (!loadElements(file, document, text)) {
         return exitFailure;
     }
-    const kpxmlcli::Analysis analysis = created ? kpxmlcli::Analysis{} : kpxmlcli::analyse(text, document);
+    kpxmlcli::Analysis analysis = created ? kpxmlcli::Analysis{} : kpxmlcli::analyse(text, document);
+    for (std::size_t i = arguments.operands.size(); i-- > 1;) {
+        const std::string& word = arguments.operands[i];
+        if (isMultiByteUtf8(word)) {
+            analysis.findings.insert(analysis.findings.begin(), kpxmlcli::Finding{0, 0, 0, quoted(word) +
+                " is UTF-8 text, but the library writes each of its bytes as a character of the code page", false});
+        }
+    }
     KpXmlData* element = document.getRoot();
     if (element->getName() != names[0]) {
         // A root that is not the one named often comes from markup read in the dialect's own

@@ -125,6 +125,18 @@ case "$group" in
     refused children.xml '<project>\n  <origin>\n    <X>1</X>\n  </origin>\n</project>\n' 1 \
       $'kpxml: children.xml: not changed: element project/origin/Y has the text "ab" when read back instead of "a\\tb"\n' \
       set children.xml project/origin/Y $'a\tb'
+    # A value typed in UTF-8 would be written byte by byte as code-page characters. Only Linux
+    # passes it so: Windows' C library gives a program its arguments in the code page, where
+    # the same value arrives as the one byte of é and is written as &#233;.
+    if [ "${#tool[@]}" -eq 1 ]; then
+      refused utf8value.xml '<r>\n  <a>1</a>\n</r>\n' 1 \
+        $'kpxml: utf8value.xml: not changed: "caf\\xC3\\xA9" is UTF-8 text, but the library writes each of its bytes as a character of the code page\n' \
+        set utf8value.xml r/a $'caf\xc3\xa9'
+    else
+      printf '<r>\n  <a>1</a>\n</r>\n' >utf8value.xml
+      expect 0 "" "" set utf8value.xml r/a $'caf\xc3\xa9'
+      same <(printf '<?xml version="1.0"?>\r\n<r>\r\n  <a>caf&#233;</a>\r\n</r>\r\n') utf8value.xml
+    fi
     # Input without any element.
     refused empty.xml '' 1 $'kpxml: empty.xml: no element found\n' set empty.xml r/a 1
     refused binary.xml '\x7fELF\x02\x01\x01\x00<\x00' 1 $'kpxml: binary.xml: no element found\n' fmt binary.xml -o out.xml
