@@ -94,13 +94,13 @@ Finding explain(const Construct& construct) {
     case Construct::Comment:
     case Construct::ProcessingInstruction:
     case Construct::Doctype: {
-        static const char* const names[] = {"comment", "processing instruction", "DOCTYPE"};
-        const std::string kind = names[construct.kind == Construct::Comment ? 0 : construct.kind == Construct::Doctype ? 2 : 1];
         // The XML declaration is not an instruction; the writer writes its own.
-        if (construct.kind == Construct::ProcessingInstruction && construct.offset <= 3 &&
-            construct.text.compare(0, 6, "<?xml ") == 0) {
-            return data("");
-        }
+        const bool declaration = construct.kind == Construct::ProcessingInstruction && construct.offset <= 3 &&
+                                 construct.text.compare(0, 6, "<?xml ") == 0;
+        if (declaration) return data("");
+        const std::string kind = construct.kind == Construct::Comment ? "comment"
+                                 : construct.kind == Construct::Doctype ? "DOCTYPE"
+                                                                        : "processing instruction";
         const std::string read = readByKpXml(construct.text);
         return read == "is dropped" ? dropped(kind + " is dropped") : data(kind + " " + read);
     }

@@ -2,8 +2,10 @@
 // document read back from the writer's text in memory, and the saved file read back again.
 #include "Rewrite.h"
 
+#include <algorithm>
 #include <iostream>
 #include <sstream>
+#include <tuple>
 #include <utility>
 #include <vector>
 
