@@ -16,6 +16,20 @@
 
 namespace kpxmlcli {
 
+#ifdef _WIN32
+namespace {
+
+// Whether a failed write to standard output, with systemError and errno as it left them, met a
+// pipe that its reader closed. The C library reports that as EINVAL (under Wine at times
+// without a system error).
+bool isBrokenPipe(DWORD systemError) {
+    if (systemError == ERROR_NO_DATA || systemError == ERROR_BROKEN_PIPE || systemError == ERROR_PIPE_NOT_CONNECTED) return true;
+    return errno == EINVAL && GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(1))) == FILE_TYPE_PIPE;
+}
+
+}  // namespace
+#endif
+
 bool standardErrorIsTerminal() {
 #ifdef _WIN32
     return _isatty(_fileno(stderr)) != 0;
@@ -39,11 +53,7 @@ int writeStandardOutput(const char* data, std::size_t size) {
         const unsigned chunk = size > 0x40000000u ? 0x40000000u : static_cast<unsigned>(size);
         SetLastError(0);
         const long written = _write(1, data, chunk);
-        // The C library reports a pipe that its reader closed as EINVAL; it is a broken pipe.
-        const DWORD systemError = GetLastError();
-        if (written < 0 && (systemError == ERROR_NO_DATA || systemError == ERROR_BROKEN_PIPE || systemError == ERROR_PIPE_NOT_CONNECTED)) {
-            return EPIPE;
-        }
+        if (written < 0 && isBrokenPipe(GetLastError())) return EPIPE;
 #else
         const long written = static_cast<long>(write(1, data, size));
 #endif
