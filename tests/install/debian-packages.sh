@@ -48,7 +48,7 @@ if ! diff <(printf '%s\n' "$want") <(printf '%s\n' "$actual") >&2; then
 fi
 
 # lintian, with the packages' own overrides.
-lintian_output=$(lintian --info --show-overrides --fail-on none "${debs[@]}" 2>"$work/lintian.err") || {
+lintian_output=$(lintian --display-info --show-overrides --fail-on none "${debs[@]}" 2>"$work/lintian.err") || {
   cat "$work/lintian.err" >&2
   fail "lintian failed to run"
 }
