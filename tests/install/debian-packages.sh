@@ -37,7 +37,7 @@ actual=$(for deb in "${debs[@]}"; do
 done | sort)
 want=$({
   cat "$expected"
-  if [ -f "$source_dir/cli/kpxml.bash-completion" ]; then
+  if [ -f "$source_dir/cli/kpxml.bash" ]; then
     printf '%s\n' "kpxml drwxr-xr-x ./usr/share/bash-completion/" \
       "kpxml drwxr-xr-x ./usr/share/bash-completion/completions/" \
       "kpxml -rw-r--r-- ./usr/share/bash-completion/completions/kpxml"

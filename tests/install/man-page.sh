@@ -14,7 +14,7 @@ fail() {
 }
 
 [ -f "$page" ] || { echo "no manual page at $page" >&2; exit 1; }
-rendered=$(MANPATH="$prefix/share/man" MANWIDTH=200 MAN_KEEP_FORMATTING=0 man kpxml 2>/dev/null | col -b) ||
+rendered=$(MANPATH="$prefix/share/man" MANWIDTH=200 man kpxml 2>/dev/null) ||
   fail "MANPATH=$prefix/share/man man kpxml failed"
 warnings=$(man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>&1 >/dev/null) || fail "man -l $page failed"
 [ -z "$warnings" ] || fail "groff warns about the page: $warnings"
