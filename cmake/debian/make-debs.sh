@@ -37,7 +37,7 @@ fi
 # A debhelper-like work folder: debian/control, debian/changelog, and debian/PACKAGE/ as each
 # package's root.
 work=$out/work
-rm -rf "$work" "$out/debug"
+rm -rf "$work" "$out/debug" "$out"/*.deb
 mkdir -p "$work/debian" "$out/debug"
 cp "$here/control" "$here/changelog" "$work/debian/"
 cd "$work"
