@@ -62,10 +62,6 @@ install(FILES ${PROJECT_BINARY_DIR}/kpxml.pc DESTINATION ${KPXML_PKGCONFIG_DIR} 
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
-# The maintainer is the one named in the Debian packages' control file.
-file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/debian/control KPXML_MAINTAINER REGEX "^Maintainer: " LIMIT_COUNT 1)
-string(REGEX REPLACE "^Maintainer: " "" KPXML_MAINTAINER "${KPXML_MAINTAINER}")
-
 if(NOT WIN32)
   if(TARGET kpxml_cli)
     add_custom_target(deb
@@ -77,6 +73,9 @@ if(NOT WIN32)
   return()
 endif()
 
+# The maintainer is the one named in the Debian packages' control file.
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/debian/control KPXML_MAINTAINER REGEX "^Maintainer: " LIMIT_COUNT 1)
+string(REGEX REPLACE "^Maintainer: " "" KPXML_MAINTAINER "${KPXML_MAINTAINER}")
 set(CPACK_PACKAGE_NAME kpxml)
 set(CPACK_PACKAGE_VENDOR "The KpXml developers")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Small C++17 XML library with a C interface")
