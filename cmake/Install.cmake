@@ -1,9 +1,15 @@
-# What `cmake --install` puts in place, and the packages CPack makes from it:
-#   include/kpxml/*.h                      the public headers
-#   lib/libkpxml.so*                       the library with its SONAME (Windows: bin/KpXml.dll,
-#                                          lib/libKpXml.dll.a and lib/KpXml.def)
-#   lib/cmake/KpXml/                       the CMake package: find_package(KpXml) gives KpXml::kpxml
-#   lib/pkgconfig/kpxml.pc                 for pkg-config
+# What `cmake --install` puts in place, in three components that are the three Debian packages
+# (cmake/debian/make-debs.sh):
+#   runtime      lib/libkpxml.so.0*        the library with its SONAME (Windows: bin/KpXml.dll)
+#   development  include/kpxml/*.h         the public headers
+#                lib/libkpxml.so           the link the linker looks for (Windows: lib/libKpXml.dll.a
+#                                          and lib/KpXml.def)
+#                lib/cmake/KpXml/          the CMake package: find_package(KpXml) gives KpXml::kpxml
+#                lib/pkgconfig/kpxml.pc    for pkg-config
+#   tool         bin/kpxml, its manual page and bash completion (cli/CMakeLists.txt)
+# and the licence (share/doc/KpXml/LICENSE; the Windows .zip has it at the top), which the Debian
+# packages carry in their copyright files instead. "lib" is GNUInstallDirs' CMAKE_INSTALL_LIBDIR:
+# lib/x86_64-linux-gnu when the prefix is /usr on Debian, as in the package preset.
 # Every path in the CMake package and in kpxml.pc is relative to where they are installed, so an
 # installed tree can be moved or unpacked anywhere.
 include(CMakePackageConfigHelpers)
@@ -12,16 +18,27 @@ set(KPXML_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KpXml)
 set(KPXML_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(TARGETS kpxml EXPORT KpXmlTargets
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kpxml DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+if(WIN32 AND CMAKE_STRIP)
+  # CMake strips executables on `cmake --install --strip` (and in cpack), but not a DLL.
+  install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+    execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-unneeded
+      \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:kpxml>\" COMMAND_ERROR_IS_FATAL ANY)
+  endif()" COMPONENT runtime)
+endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kpxml DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development)
 if(WIN32)
   # The module definition file lets other toolchains make their own import library for the DLL.
-  install(FILES ${KPXML_GENERATED_DIR}/KpXml.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${KPXML_GENERATED_DIR}/KpXml.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT licence)
+else()
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/KpXml COMPONENT licence)
 endif()
 
-install(EXPORT KpXmlTargets NAMESPACE KpXml:: DESTINATION ${KPXML_CMAKE_DIR})
+install(EXPORT KpXmlTargets NAMESPACE KpXml:: DESTINATION ${KPXML_CMAKE_DIR} COMPONENT development)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KpXmlConfig.cmake.in
   ${PROJECT_BINARY_DIR}/KpXmlConfig.cmake
   INSTALL_DESTINATION ${KPXML_CMAKE_DIR})
@@ -29,7 +46,7 @@ configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KpXmlConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KpXmlConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KpXmlConfig.cmake ${PROJECT_BINARY_DIR}/KpXmlConfigVersion.cmake
-  DESTINATION ${KPXML_CMAKE_DIR})
+  DESTINATION ${KPXML_CMAKE_DIR} COMPONENT development)
 
 # kpxml.pc finds the prefix from its own place (pcfiledir), so it needs the way back up from
 # the pkgconfig folder: "../.." for lib/pkgconfig.
@@ -38,29 +55,35 @@ file(RELATIVE_PATH KPXML_PKGCONFIG_TO_PREFIX
 string(REGEX REPLACE "/$" "" KPXML_PKGCONFIG_TO_PREFIX "${KPXML_PKGCONFIG_TO_PREFIX}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/kpxml.pc.in ${PROJECT_BINARY_DIR}/kpxml.pc.configured @ONLY)
 file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/kpxml.pc INPUT ${PROJECT_BINARY_DIR}/kpxml.pc.configured)
-install(FILES ${PROJECT_BINARY_DIR}/kpxml.pc DESTINATION ${KPXML_PKGCONFIG_DIR})
+install(FILES ${PROJECT_BINARY_DIR}/kpxml.pc DESTINATION ${KPXML_PKGCONFIG_DIR} COMPONENT development)
 
-# Packages: a .deb for Linux, a .zip for Windows. A tool built in cli/ is packaged with the
-# library when it installs itself. A project that includes KpXml keeps its own packaging.
+# Packages: for Linux the three Debian packages (the deb target of a build configured with the
+# package preset), for Windows a .zip (cpack). A project that includes KpXml keeps its own packaging.
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
-set(CPACK_PACKAGE_NAME kpxml)
-set(CPACK_PACKAGE_VENDOR "KpXml")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Small C++17 XML library with a C interface")
-set(CPACK_PACKAGE_CONTACT "KpXml maintainers")
-set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_STRIP_FILES ON)
-if(WIN32)
-  set(CPACK_GENERATOR ZIP)
-else()
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-  # The package's dependencies (libc6, libstdc++6, and whatever the tool links) are read from
-  # the installed binaries.
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(NOT WIN32)
+  if(TARGET kpxml_cli)
+    add_custom_target(deb
+      COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/debian/make-debs.sh ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/packages
+      DEPENDS kpxml kpxml_cli kpxml_man_page
+      COMMENT "Making the Debian packages in ${PROJECT_BINARY_DIR}/packages"
+      VERBATIM)
+  endif()
+  return()
 endif()
+
+# The maintainer is the one named in the Debian packages' control file.
+file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/debian/control KPXML_MAINTAINER REGEX "^Maintainer: " LIMIT_COUNT 1)
+string(REGEX REPLACE "^Maintainer: " "" KPXML_MAINTAINER "${KPXML_MAINTAINER}")
+set(CPACK_PACKAGE_NAME kpxml)
+set(CPACK_PACKAGE_VENDOR "The KpXml developers")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Small C++17 XML library with a C interface")
+set(CPACK_PACKAGE_CONTACT "${KPXML_MAINTAINER}")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_GENERATOR ZIP)
+# The DLL and the tool without their debug information (CMAKE_STRIP, from the toolchain).
+set(CPACK_STRIP_FILES ON)
 include(CPack)
