@@ -10,6 +10,7 @@
 #include "Check.h"
 #include "Dump.h"
 #include "InputFile.h"
+#include "SaveDocument.h"
 #include "Terminal.h"
 
 namespace {
@@ -144,9 +145,7 @@ int writeDocument(KpXmlTree& document, const Arguments& arguments, const std::st
         document.putToStream(std::cout, arguments.declaration);
         return 0;
     }
-    if (document.writeFile(target, arguments.declaration)) return 0;
-    std::cerr << "kpxml: " << target << ": cannot be written\n";
-    return exitFailure;
+    return kpxmlcli::saveDocument(document, target, arguments.declaration) ? 0 : exitFailure;
 }
 
 int format(const Arguments& arguments) {

@@ -45,7 +45,7 @@ bool TextFileBuffer::finishWriting(platform::NativeFile& finished, std::error_co
         error = std::make_error_code(std::errc::bad_file_descriptor);
         return false;
     }
-    if (!writeBuffered()) {
+    if (!writeBuffered() || writeFailed) {
         error = writeError;
         close();
         return false;
