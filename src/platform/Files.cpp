@@ -40,10 +40,11 @@ public:
     }
 };
 
-// A refusal that says the directory itself is unusable, so that no other place can help.
-bool isMissingDirectory(const std::error_code& error) {
+// A refusal that every file in the directory would meet, so that a temporary file elsewhere
+// could never be moved there either: a missing directory, a name too long, a read-only file system.
+bool refusesEveryFile(const std::error_code& error) {
     return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
-           error == std::errc::filename_too_long;
+           error == std::errc::filename_too_long || error == std::errc::read_only_file_system;
 }
 
 }  // namespace
@@ -185,7 +186,7 @@ bool SaveFile::open(const std::string& target, NativeFile& file, std::error_code
         // file is copied back beside the target at the commit. The first refusal is the reason.
         std::string temporaryDirectory;
         std::error_code elsewhere;
-        if (isMissingDirectory(error) || !getTemporaryDirectory(temporaryDirectory) ||
+        if (refusesEveryFile(error) || !getTemporaryDirectory(temporaryDirectory) ||
             !createTemporaryFile(temporaryDirectory, path, file, elsewhere)) {
             return false;
         }
