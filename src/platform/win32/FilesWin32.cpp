@@ -61,6 +61,18 @@ int errnoOf(DWORD error) {
     }
 }
 
+// True when the library runs under Wine, whose ReplaceFileA is not one atomic step: it moves the
+// old file aside to an "rf" file, moves the new one in and deletes the old, so that a save killed
+// meanwhile leaves no target and an "rf" file behind, and two savers at once fail. There the move
+// is MoveFileExA, which is a rename on the host.
+bool replacesInSteps() {
+    static const bool wine = [] {
+        const HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");
+        return ntdll != nullptr && ::GetProcAddress(ntdll, "wine_get_version") != nullptr;
+    }();
+    return wine;
+}
+
 bool isInUse(DWORD error) {
     return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_UNABLE_TO_REMOVE_REPLACED;
 }
@@ -157,6 +169,7 @@ bool moveReplacing(const char* from, const char* to, bool replacing, std::error_
     // A file that is open cannot be replaced. Another save holds the target open for a moment
     // (the move that just put it there), so a refusal is retried for a short while before the
     // target counts as in use.
+    replacing = replacing && !replacesInSteps();
     for (int attempt = 1;; ++attempt) {
         const bool moved = replacing ? ::ReplaceFileA(to, from, nullptr, 0, nullptr, nullptr) != 0
                                      : ::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
@@ -248,8 +261,9 @@ bool NativeFile::syncToDisk() { return ::FlushFileBuffers(toHandle(handle)) != 0
 
 bool NativeFile::takeMetadataOf(const std::string& target, const std::string&) {
     if (!isOpen()) return false;
-    // ReplaceFileA keeps the old file's attributes on Windows, but Wine's does not: they are set
-    // on the new file first, which is the same on both.
+    // ReplaceFileA keeps the old file's attributes on Windows, but under Wine the move is
+    // MoveFileExA (see replacesInSteps): they are set on the new file first, which is the same on
+    // both.
     const DWORD old = target.empty() ? INVALID_FILE_ATTRIBUTES : ::GetFileAttributesA(target.c_str());
     if (old == INVALID_FILE_ATTRIBUTES || (old & keptAttributes) == 0) return true;
     FILE_BASIC_INFO basic{};  // zero times: unchanged
