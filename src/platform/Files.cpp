@@ -209,7 +209,7 @@ bool SaveFile::commit(NativeFile& file, std::error_code& error) {
         saved = file.close();
         if (!saved) error = file.error();
     } else if (beside) {
-        saved = finish(file, directoryOf(resolved), named, error) && replaceTarget(named, error);
+        saved = finish(file, directoryOf(resolved), output, named, error) && replaceTarget(named, error);
     } else {
         saved = commitCopy(file, error);
     }
@@ -219,14 +219,19 @@ bool SaveFile::commit(NativeFile& file, std::error_code& error) {
     return saved;
 }
 
-bool SaveFile::finish(NativeFile& file, const std::string& directory, std::string& path, std::error_code& error) {
+bool SaveFile::finish(NativeFile& file, const std::string& directory, const std::string& path, std::string& name,
+                      std::error_code& error) {
     // On the disk before the file takes the target's name: a crash then leaves the old or the new.
     // The file stays private (0600) until this last step before the move.
     if (!file.flushToDisk() || !file.takeMetadataOf(kind == TargetKind::regular ? resolved : std::string(), directory)) {
         error = file.error();
         return false;
     }
-    if (file.isNameless() && !nameTemporaryFile(file, directory, path, error)) return false;
+    if (file.isNameless()) {
+        std::string given = path;
+        if (!nameTemporaryFile(file, directory, given, error)) return false;
+        name = std::move(given);
+    }
     if (!file.close()) {
         error = file.error();
         return false;
@@ -262,7 +267,7 @@ bool SaveFile::commitCopy(NativeFile& file, std::error_code& error) {
         // The first file has served; an error closing it counts, as every failed close does.
         if (!file.close()) {
             error = file.error();
-        } else if (finish(copy, directory, copyName, error) && replaceTarget(copyName, error)) {
+        } else if (finish(copy, directory, path, copyName, error) && replaceTarget(copyName, error)) {
             return true;
         }
     }

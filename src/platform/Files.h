@@ -58,7 +58,7 @@ public:
     // does; for a FIFO without a reader, fails (POSIX: ENXIO) rather than waiting for one.
     bool openInPlace(const char* path);
     bool isOpen() const { return handle != closedHandle; }
-    // True for a temporary file that has no name yet (see createTemporaryFile).
+    // True for a temporary file that disappears when closed (see createTemporaryFile).
     bool isNameless() const { return nameless; }
 
     // Reads up to size bytes into data. Returns how many were read: 0 at the end of the file,
@@ -112,15 +112,17 @@ private:
 bool getTemporaryDirectory(std::string& directory);
 
 // Creates a new file, readable and writable by its owner only, in directory and opens it for
-// reading and writing in file. On Linux, where the file system allows it, the file has no name
-// (O_TMPFILE): path is then empty, nameTemporaryFile gives it one, and a process that ends before
-// leaves nothing behind. Otherwise path is its name: POSIX "kpo", 16 random hexadecimal digits and
-// ".tmp", created exclusively with mode 0600 and opened in the same call, never through a
-// symbolic link; Windows GetTempFileNameA with the prefix "kpofstream" ("kpo" and four
-// hexadecimal digits). False, with error set and nothing left behind, when no file could be made.
+// reading and writing in file; path is where it can be reached. Where the system allows it, the
+// file is nameless: it disappears when closed unless nameTemporaryFile has been called, so a
+// process that ends before leaves nothing behind. Linux: O_TMPFILE, path /proc/self/fd/N; else
+// POSIX: a named file "kpo", 16 random hexadecimal digits and ".tmp", created exclusively with
+// mode 0600 and opened in the same call, never through a symbolic link; Windows:
+// GetTempFileNameA with the prefix "kpofstream" ("kpo" and four hexadecimal digits), marked to be
+// deleted when closed. False, with error set and nothing left behind, when no file could be made.
 bool createTemporaryFile(const std::string& directory, std::string& path, NativeFile& file, std::error_code& error);
-// Gives the nameless file that createTemporaryFile made in directory a "kpo" name there, in path.
-// False, with error set, when it cannot be linked (never on Windows, where no file is nameless).
+// Makes the nameless file that createTemporaryFile made in directory at path stay when closed, and
+// sets path to its name (Linux: linked under a fresh "kpo" name; Windows: the name it has).
+// False, with error set, when that fails.
 bool nameTemporaryFile(NativeFile& file, const std::string& directory, std::string& path, std::error_code& error);
 
 // Copies the rest of from to the end of to. False, with error set, when reading or writing fails.
@@ -200,8 +202,10 @@ private:
     // Copies file, in the temporary directory, to a second temporary file beside the target and
     // commits that one.
     bool commitCopy(NativeFile& file, std::error_code& error);
-    // Stores, gives the metadata to, names and closes file, made in directory; the name in path.
-    bool finish(NativeFile& file, const std::string& directory, std::string& path, std::error_code& error);
+    // Stores, gives the metadata to, names and closes file, made in directory and reached at
+    // path; name receives its name once it has one (a file to remove if the save fails).
+    bool finish(NativeFile& file, const std::string& directory, const std::string& path, std::string& name,
+                std::error_code& error);
 
     std::string resolved;   // the file finally replaced or written
     std::string output;     // see outputPath

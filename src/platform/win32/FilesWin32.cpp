@@ -73,6 +73,13 @@ bool replacesInSteps() {
     return wine;
 }
 
+// Marks the open file to be deleted when its last handle closes, or no longer.
+bool setDeletedOnClose(HANDLE file, bool deleted) {
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = deleted ? TRUE : FALSE;
+    return ::SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition) != 0;
+}
+
 bool isInUse(DWORD error) {
     return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_UNABLE_TO_REMOVE_REPLACED;
 }
@@ -103,25 +110,34 @@ bool createTemporaryFile(const std::string& directory, std::string& path, Native
         error = lastSystemError();
         return false;
     }
-    // The name is reserved by the empty file just created; it is opened again to be written.
-    const HANDLE opened = ::CreateFileA(buffer.data(), GENERIC_READ | GENERIC_WRITE, shareAll, nullptr,
+    // The name is reserved by the empty file just created; it is opened again to be written, and
+    // marked for deletion when its last handle closes, so that a process that ends before
+    // nameTemporaryFile leaves nothing behind (the file counts as nameless).
+    const HANDLE opened = ::CreateFileA(buffer.data(), GENERIC_READ | GENERIC_WRITE | DELETE, shareAll, nullptr,
                                        TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) {
+    if (opened == INVALID_HANDLE_VALUE || !setDeletedOnClose(opened, true)) {
         error = lastSystemError();
+        if (opened != INVALID_HANDLE_VALUE) ::CloseHandle(opened);
         ::DeleteFileA(buffer.data());
         return false;
     }
     file.handle = reinterpret_cast<std::intptr_t>(opened);
     file.forWriting = true;
-    file.nameless = false;
+    file.nameless = true;
     file.failure.clear();
     path = buffer.data();
     return true;
 }
 
-bool nameTemporaryFile(NativeFile&, const std::string&, std::string&, std::error_code& error) {
-    error = std::make_error_code(std::errc::function_not_supported);  // no file is ever nameless here
-    return false;
+bool nameTemporaryFile(NativeFile& file, const std::string&, std::string& path, std::error_code& error) {
+    // The file keeps the name it was made with; it only stops being deleted when closed.
+    if (!setDeletedOnClose(toHandle(file.handle), false)) {
+        error = lastSystemError();
+        return false;
+    }
+    file.nameless = false;
+    (void)path;  // the name it was made with
+    return true;
 }
 
 bool resolveTarget(const std::string& target, std::string& resolved, TargetKind& kind, std::error_code& error) {
