@@ -227,6 +227,13 @@ bool SaveFile::finish(NativeFile& file, const std::string& directory, const std:
         error = file.error();
         return false;
     }
+    // Checked again: the target may have become read-only since the save began, and a move would
+    // replace a read-only file (POSIX's rename, Wine's MoveFileExA). Before the naming, so that
+    // as little as possible comes between the naming and the move.
+    if (isReadOnly(resolved.c_str())) {
+        error = makeErrorCode(SaveError::readOnlyFile);
+        return false;
+    }
     if (file.isNameless()) {
         std::string given = path;
         if (!nameTemporaryFile(file, directory, given, error)) return false;
@@ -240,12 +247,6 @@ bool SaveFile::finish(NativeFile& file, const std::string& directory, const std:
 }
 
 bool SaveFile::replaceTarget(const std::string& temporary, std::error_code& error) {
-    // Checked again: the target may have become read-only since the save began, and a move would
-    // replace a read-only file (POSIX's rename, Wine's MoveFileExA).
-    if (isReadOnly(resolved.c_str())) {
-        error = makeErrorCode(SaveError::readOnlyFile);
-        return false;
-    }
     if (FileFaults::fails(FileStep::rename)) {
         error = FileFaults::errorOf(FileStep::rename);
         return false;

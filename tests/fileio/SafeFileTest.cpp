@@ -252,6 +252,7 @@ TEST_F(SafeFileTest, KilledSaverLeavesTheCompleteOldOrNewDocument) {
         // between the moment it is named and the rename).
         for (const std::string& name : leftOver()) {
             ++leftBehind;
+            std::cout << "left behind: " << name << ", " << fs::file_size(targets / name) << " bytes\n";
             EXPECT_EQ(name.substr(0, 3), "kpo") << name;
             fs::remove(targets / name);
         }
