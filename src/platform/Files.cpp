@@ -113,6 +113,15 @@ NativeFile& NativeFile::operator=(NativeFile&& other) noexcept {
     return *this;
 }
 
+bool NativeFile::adopt(std::intptr_t opened, bool writing) {
+    if (opened == closedHandle) return fail(lastSystemError());
+    handle = opened;
+    forWriting = writing;
+    nameless = false;
+    failure.clear();
+    return true;
+}
+
 bool NativeFile::write(const char* data, std::size_t size) {
     if (!isOpen()) return false;
     if (FileFaults::fails(FileStep::write)) return fail(FileFaults::errorOf(FileStep::write));

@@ -92,6 +92,9 @@ private:
     bool writeAll(const char* data, std::size_t size);
     bool syncToDisk();
     bool closeHandle();
+    // Makes opened (a descriptor or handle, or closedHandle when opening failed) this file's;
+    // false, with the last system error recorded, when opening failed.
+    bool adopt(std::intptr_t opened, bool writing);
     // Records reason as this file's error; returns false.
     bool fail(std::error_code reason) {
         failure = reason;

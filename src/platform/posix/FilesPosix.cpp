@@ -300,17 +300,13 @@ bool getShortPath(const char*, std::string&) {
 
 bool NativeFile::openForRead(const char* path) {
     close();
-    const int fd = openRetrying(path, O_RDONLY);
-    if (fd < 0) return fail(lastSystemError());
-    forWriting = false;
-    nameless = false;
+    if (!adopt(openRetrying(path, O_RDONLY), false)) return false;
     // A directory opens here but not on Windows; refuse it as Windows does.
     struct stat status {};
-    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
-        closeDescriptor(fd);
+    if (::fstat(static_cast<int>(handle), &status) != 0 || S_ISDIR(status.st_mode)) {
+        closeHandle();
         return fail(std::make_error_code(std::errc::is_a_directory));
     }
-    handle = fd;
     return true;
 }
 
@@ -321,12 +317,9 @@ bool NativeFile::openInPlace(const char* path) {
     // A FIFO opened for writing waits for a reader; opened without waiting, one that has none
     // fails (ENXIO) at once. Writes then wait as a shell's would.
     const bool fifo = S_ISFIFO(status.st_mode);
-    const int fd = openRetrying(path, O_WRONLY | O_TRUNC | O_NOCTTY | (fifo ? O_NONBLOCK : 0));
-    if (fd < 0) return fail(lastSystemError());
+    if (!adopt(openRetrying(path, O_WRONLY | O_TRUNC | O_NOCTTY | (fifo ? O_NONBLOCK : 0)), true)) return false;
+    const int fd = static_cast<int>(handle);
     if (fifo) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    handle = fd;
-    forWriting = true;
-    nameless = false;
     return true;
 }
 

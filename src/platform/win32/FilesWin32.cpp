@@ -221,24 +221,16 @@ bool getShortPath(const char* path, std::string& shortPath) {
 
 bool NativeFile::openForRead(const char* path) {
     close();
-    const HANDLE file =
-        ::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return fail(lastSystemError());
-    handle = reinterpret_cast<std::intptr_t>(file);
-    forWriting = false;
-    nameless = false;
-    return true;
+    return adopt(reinterpret_cast<std::intptr_t>(::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING,
+                                                              FILE_ATTRIBUTE_NORMAL, nullptr)),
+                 false);
 }
 
 bool NativeFile::openInPlace(const char* path) {
     close();
-    const HANDLE file =
-        ::CreateFileA(path, GENERIC_WRITE, shareAll, nullptr, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return fail(lastSystemError());
-    handle = reinterpret_cast<std::intptr_t>(file);
-    forWriting = true;
-    nameless = false;
-    return true;
+    return adopt(reinterpret_cast<std::intptr_t>(::CreateFileA(path, GENERIC_WRITE, shareAll, nullptr, TRUNCATE_EXISTING,
+                                                              FILE_ATTRIBUTE_NORMAL, nullptr)),
+                 true);
 }
 
 std::ptrdiff_t NativeFile::read(char* data, std::size_t size) {
