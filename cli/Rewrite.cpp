@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iostream>
 #include <sstream>
+#include <system_error>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -110,8 +111,9 @@ std::string shown(const Finding& finding, const std::string& source, bool sameFi
 }  // namespace
 
 bool saveDocument(const KpXmlTree& document, const std::string& path, bool declaration) {
-    if (document.writeFile(path, declaration)) return true;
-    std::cerr << "kpxml: " << path << ": cannot be written\n";
+    std::error_code error;
+    if (document.writeFile(path, declaration, error)) return true;
+    std::cerr << "kpxml: " << path << ": not saved: " << error.message() << "\n";
     return false;
 }
 

@@ -18,7 +18,8 @@ struct RewriteOptions {
 };
 
 // Saves document to path: the one place where the tool writes a file. Prints
-// "kpxml: PATH: REASON" to standard error and returns false when nothing was saved.
+// "kpxml: PATH: not saved: REASON" to standard error and returns false when nothing was saved;
+// the file is then unchanged.
 bool saveDocument(const KpXmlTree& document, const std::string& path, bool declaration);
 
 // Called with the path of every file just saved, before it is read back; the tool's own does

@@ -12,8 +12,9 @@
      element whose node no longer exists answers as unknown.
    Copies into caller buffers never truncate: a text that does not fit leaves the buffer empty and
    calls the invalid-parameter handler (see KpXml_SetInvalidParameterHandler).
-   Every function may be called from several threads at once: the calls take turns, each one
-   whole, so the global document and a handle's element are shared by all threads. */
+   The C functions may be called from several threads at once (the library serialises them); one
+   C++ object is used by one thread at a time, like the standard containers. Each call runs whole,
+   so the global document and a handle's element are shared by all threads. */
 
 #include <stddef.h>
 
@@ -45,9 +46,10 @@ int XML_Stop(void);
    be opened, 0 otherwise (the document is then empty); 0 for a NULL path, which changes nothing. */
 int XML_ReadFile(const char* path);
 /* Writes the global document with the declaration line to path, through a temporary file that
-   replaces the target only when complete. 0 without a document, for a NULL path, or when the
-   temporary file cannot be made or the document not stored completely (the target is then as
-   it was). */
+   replaces the target. 1 only when path now holds the complete document; 0, with the file as it
+   was and nothing left behind, without a document, for a NULL path, or when the save fails
+   (read-only file, missing directory, a directory, name too long, read-only file system, full
+   disk ...). */
 int XML_WriteFile(const char* path);
 
 /* Reads an int from the current node's text by stream extraction; *value keeps what the
@@ -91,9 +93,8 @@ int XML_Get_Tree(const char* name);
    become unknown. When the file cannot be opened (or for an unknown handle or a NULL path)
    nothing happens: the document keeps its tree and there is no sign of the failure. */
 void XML_Read_Tree(int tree, const char* path);
-/* Writes the document with the declaration line to path, through a temporary file that replaces
-   the target only when complete. When that fails the target stays as it was, and there is no
-   sign of the failure (XML_WriteFile reports it for the global document). */
+/* Writes the document with the declaration line to path as XML_WriteFile does; a save that
+   fails leaves the file as it was and nothing behind, but cannot be reported here. */
 void XML_Write_Tree(int tree, const char* path);
 /* Destroys the document and removes it from the registry. */
 void XML_Delete_Tree(int tree);

@@ -4,6 +4,7 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <system_error>
 
 #include "kpxml/KpXmlData.h"
 #include "kpxml/KpXmlExport.h"
@@ -77,9 +78,15 @@ public:
     // for a null node. Every line ends with a line feed and a flush of out.
     void putNode(std::ostream& out, const KpXmlData* node) const;
     // Writes as putToStream does to the file at path, through a temporary file that replaces the
-    // target only when complete, so the old file is never lost. False, leaving the target as it
-    // was, when the temporary file cannot be made or the document could not be stored completely.
+    // target only when complete, so the old file is never lost. True only when the file now holds
+    // the complete document; false, leaving the target as it was and no file behind, otherwise.
     bool writeFile(const std::string& path, bool declaration) const;
+    // As writeFile(path, declaration), saying why a save failed, in the manner of std::filesystem:
+    // error is cleared on success, and on failure holds a system error (std::generic_category:
+    // "No such file or directory", "Read-only file system", "Is a directory", "File name too
+    // long", "Permission denied" ...) or the library's own "read-only file" (which compares equal
+    // to std::errc::permission_denied).
+    bool writeFile(const std::string& path, bool declaration, std::error_code& error) const;
     // Sets the indentation unit when it is empty, a single tab or spaces only; otherwise ignored.
     void setIndent(const std::string& unit);
     // The open mode to give a file stream for putToStream: 2, output in text mode (with the bits

@@ -9,9 +9,19 @@ int KpXmlTree::getOFStreamOpenMode() {
 }
 
 bool KpXmlTree::writeFile(const std::string& path, bool declaration) const {
+    std::error_code ignored;
+    return writeFile(path, declaration, ignored);
+}
+
+bool KpXmlTree::writeFile(const std::string& path, bool declaration, std::error_code& error) const {
     KpOFStream file(path.c_str(), getOFStreamOpenMode());
     std::ostream* out = file.getStream();
-    if (out == nullptr || !out->good()) return false;
+    if (out == nullptr) {
+        error = file.getError();
+        return false;
+    }
     putToStream(*out, declaration);
-    return file.commit();
+    const bool saved = file.commit();
+    error = saved ? std::error_code() : file.getError();
+    return saved;
 }

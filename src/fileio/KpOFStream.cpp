@@ -24,23 +24,23 @@ std::unique_ptr<std::istream> openInput(const char* path) {
 
 KpOFStream::KpOFStream(const char* target, int mode) : exceptionsAtStart(std::uncaught_exceptions()) {
     const int streamMode = mode | modeOut;
-    if (target == nullptr) return;
-
-    std::string directory;
-    if (!platform::getTemporaryDirectory(directory)) return;
-    std::string temporary;
+    if (target == nullptr) {
+        error = std::make_error_code(std::errc::invalid_argument);
+        return;
+    }
     platform::NativeFile file;
-    if (!platform::createTemporaryFile(directory, temporary, file)) return;
+    if (!save.open(target, file, error)) return;
     targetPath = target;
-    temporaryPath = std::move(temporary);
+    temporaryPath = save.outputPath();
 
     auto opened = std::make_unique<TextFileOStream>();
     TextFileBuffer& buffer = opened->buffer();
     buffer.openForWrite(std::move(file), (streamMode & modeBinary) == 0);
     // Appended output follows the old content, copied through the open file. A target that
-    // cannot be opened counts as none; a copy that fails makes the commit fail.
+    // cannot be opened counts as none; a copy that fails makes the commit fail. A special file
+    // written in place has no content to keep (reading a FIFO would take its data).
     platform::NativeFile old;
-    if ((streamMode & modeAppend) != 0 && old.openForRead(target)) buffer.copyFrom(old);
+    if ((streamMode & modeAppend) != 0 && !save.isInPlace() && old.openForRead(target)) buffer.copyFrom(old);
     stream = std::move(opened);
 }
 
@@ -53,7 +53,7 @@ KpOFStream::~KpOFStream() {
     // Unwinding out of a write: the document is incomplete, so the old target must stay.
     static_cast<TextFileOStream&>(*stream).buffer().close();
     stream.reset();
-    platform::deleteFile(temporaryPath.c_str());
+    save.discard();
 }
 
 bool KpOFStream::commit() {
@@ -66,22 +66,16 @@ bool KpOFStream::commit() {
     } catch (...) {
         // A stream set to throw reports a failed flush; the buffer's own results decide below.
     }
-    TextFileBuffer& buffer = file.buffer();
-    // On the disk before the file takes the target's name: a crash then leaves the old or the new.
-    bool stored = buffer.flushToDisk();
-    if (stored) buffer.takePermissionsOf(targetPath.c_str());
-    stored = buffer.close() && stored;
-    if (!stored) {
-        platform::deleteFile(temporaryPath.c_str());
-        return false;
-    }
-    // A target that refuses the replacement keeps its content; the complete temporary file stays.
+    platform::NativeFile output;
+    bool saved = false;
     try {
-        platform::replaceFile(temporaryPath.c_str(), targetPath.c_str());
+        saved = file.buffer().finishWriting(output, error) && save.commit(output, error);
     } catch (...) {
         // Out of memory for a name or a copy buffer: nothing was replaced.
+        error = std::make_error_code(std::errc::not_enough_memory);
     }
-    return true;
+    if (!saved) save.discard();
+    return saved;
 }
 
 std::unique_ptr<std::istream> openIFStream(const char* path) {

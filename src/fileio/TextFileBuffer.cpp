@@ -36,13 +36,23 @@ bool TextFileBuffer::openForRead(const char* path, bool text) {
 
 bool TextFileBuffer::copyFrom(platform::NativeFile& source) {
     if (!isOpen() || !writing || !writeBuffered()) return false;
-    if (!platform::copyContent(source, file)) writeFailed = true;
+    if (!platform::copyContent(source, file, writeError)) writeFailed = true;
     return !writeFailed;
 }
 
-bool TextFileBuffer::flushToDisk() {
-    if (!isOpen() || !writing) return false;
-    return writeBuffered() && file.flushToDisk();
+bool TextFileBuffer::finishWriting(platform::NativeFile& finished, std::error_code& error) {
+    if (!isOpen() || !writing) {
+        error = std::make_error_code(std::errc::bad_file_descriptor);
+        return false;
+    }
+    if (!writeBuffered() || writeFailed) {
+        error = writeError;
+        close();
+        return false;
+    }
+    finished = std::move(file);
+    reset();
+    return true;
 }
 
 bool TextFileBuffer::close() {
@@ -62,6 +72,7 @@ void TextFileBuffer::reset() {
     textMode = false;
     writing = false;
     writeFailed = false;
+    writeError.clear();
     inputEnded = false;
     heldReturn = false;
 }
@@ -92,7 +103,10 @@ bool TextFileBuffer::writeBuffered() {
         size = static_cast<std::size_t>(out - data);
     }
     // What could not be written is dropped; the failure shows at close (and in sync).
-    if (!file.write(data, size)) writeFailed = true;
+    if (!writeFailed && !file.write(data, size)) {
+        writeFailed = true;
+        writeError = file.error();
+    }
     return !writeFailed;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 #include <streambuf>
+#include <system_error>
 
 #include "platform/Files.h"
 
@@ -36,14 +37,13 @@ public:
     // Copies the rest of source to the file as it is (not translated). False, and every later
     // close fails, when the copy fails.
     bool copyFrom(platform::NativeFile& source);
-    // Hands the bytes written so far to the system and has them stored on the disk. False when
-    // anything written since opening could not be stored.
-    bool flushToDisk();
-    // Gives the file the permission bits of target (see NativeFile::takePermissionsOf).
-    bool takePermissionsOf(const char* target) { return file.takePermissionsOf(target); }
     // Hands the bytes written so far to the system and closes the file. False when anything
     // written since opening could not be stored, or the file was not open.
     bool close();
+    // Hands the bytes written so far to the system and gives the still open file to finished;
+    // the buffer is closed. False, with error set to the first failure and the file closed, when
+    // anything written since opening could not be stored, or nothing was open for writing.
+    bool finishWriting(platform::NativeFile& finished, std::error_code& error);
 
 protected:
     int_type overflow(int_type c) override;
@@ -69,6 +69,7 @@ private:
     bool textMode = false;
     bool writing = false;
     bool writeFailed = false;
+    std::error_code writeError;  // why writeFailed was set
     bool inputEnded = false;     // end of the file, a byte 0x1A or a read error
     bool heldReturn = false;     // a carriage return at the end of the last read, not yet decided
 };

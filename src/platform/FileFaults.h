@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <string>
+#include <system_error>
 
 namespace KpXml::detail::platform {
 
@@ -21,16 +22,21 @@ enum class FileStep : char {
 
 class FileFaults {
 public:
-    // Starts recording: the failingStep-th step from now fails (0: none), and when otherDevice is
-    // set, the first move of each replacement is answered as a move to another file system.
-    static void start(std::size_t failingStep, bool otherDevice);
+    // Starts recording: the failingStep-th step from now fails (0: none), and when besideRefused
+    // is set, the target's directory refuses the first temporary file of each save (as if the
+    // process could not create files there: permission denied), so that the temporary directory
+    // is used and the file is then copied beside the target.
+    static void start(std::size_t failingStep, bool besideRefused);
     // Stops recording and returns the letters of the steps taken since start.
     static std::string stop();
 
     // For the platform layer: records step; true when it must fail.
     static bool fails(FileStep step);
-    // For the platform layer: true when moves are to be answered as moves to another device.
-    static bool forcesOtherDevice();
+    // For the platform layer: true when the target's directory is to refuse the first temporary file.
+    static bool refusesBeside();
+    // The reason a failed step reports: write, no space left on the device; flush to disk, close
+    // and copy, an input/output error; rename, the target being busy.
+    static std::error_code errorOf(FileStep step);
 };
 
 }  // namespace KpXml::detail::platform

@@ -1,5 +1,6 @@
-// The parts of the file layer that are the same on every platform: the replacement of a target
-// built on each platform's move, the copy loop, and the seam through which tests make a step fail.
+// The parts of the file layer that are the same on every platform: one save from preparing its
+// output to replacing the target, the copy loop, the library's own reasons, and the seam through
+// which tests make a step fail.
 
 #include "platform/Files.h"
 
@@ -18,7 +19,7 @@ struct Recording {
     std::atomic<bool> active{false};
     std::mutex mutex;
     std::size_t failingStep = 0;
-    bool otherDevice = false;
+    bool besideRefused = false;
     std::string steps;
 };
 
@@ -27,40 +28,39 @@ Recording& recording() {
     return instance;
 }
 
-// Moves from over to, once as the test seam asks: a refused move, or one to another device.
-MoveResult moveChecked(const char* from, const char* to, bool mayBeOtherDevice) {
-    if (FileFaults::fails(FileStep::rename)) return MoveResult::failed;
-    if (mayBeOtherDevice && FileFaults::forcesOtherDevice()) return MoveResult::otherDevice;
-    return moveReplacing(from, to);
-}
-
-// Across file systems a move is a copy: into a second temporary file beside target, which the
-// same atomic move then puts in place. The original stays until that has succeeded.
-bool replaceAcrossDevices(const char* temporary, const char* target) {
-    std::string beside;
-    NativeFile copy;
-    if (!createTemporaryFile(directoryOf(target), beside, copy)) return false;
-    NativeFile source;
-    bool copied = source.openForRead(temporary) && copyContent(source, copy) && copy.flushToDisk();
-    copy.takePermissionsOf(target);
-    copied = copy.close() && copied;
-    if (copied && moveChecked(beside.c_str(), target, false) == MoveResult::moved) {
-        syncDirectoryOf(target);
-        source.close();
-        deleteFile(temporary);
-        return true;
+class SaveErrorCategory : public std::error_category {
+public:
+    const char* name() const noexcept override { return "kpxml.save"; }
+    std::string message(int value) const override {
+        return static_cast<SaveError>(value) == SaveError::readOnlyFile ? "read-only file" : "unknown save error";
     }
-    deleteFile(beside.c_str());
-    return false;
+    std::error_condition default_error_condition(int value) const noexcept override {
+        if (static_cast<SaveError>(value) == SaveError::readOnlyFile) return std::errc::permission_denied;
+        return std::error_condition(value, *this);
+    }
+};
+
+// A refusal that every file in the directory would meet, so that a temporary file elsewhere
+// could never be moved there either: a missing directory, a name too long, a read-only file system.
+bool refusesEveryFile(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory ||
+           error == std::errc::filename_too_long || error == std::errc::read_only_file_system;
 }
 
 }  // namespace
 
-void FileFaults::start(std::size_t failingStep, bool otherDevice) {
+const std::error_category& saveErrorCategory() {
+    static const SaveErrorCategory category;
+    return category;
+}
+
+std::error_code makeErrorCode(SaveError reason) { return {static_cast<int>(reason), saveErrorCategory()}; }
+
+void FileFaults::start(std::size_t failingStep, bool besideRefused) {
     Recording& state = recording();
     const std::lock_guard<std::mutex> lock(state.mutex);
     state.failingStep = failingStep;
-    state.otherDevice = otherDevice;
+    state.besideRefused = besideRefused;
     state.steps.clear();
     state.active = true;
 }
@@ -80,11 +80,25 @@ bool FileFaults::fails(FileStep step) {
     return state.steps.size() == state.failingStep;
 }
 
-bool FileFaults::forcesOtherDevice() {
+bool FileFaults::refusesBeside() {
     Recording& state = recording();
     if (!state.active) return false;
     const std::lock_guard<std::mutex> lock(state.mutex);
-    return state.otherDevice;
+    return state.besideRefused;
+}
+
+std::error_code FileFaults::errorOf(FileStep step) {
+    switch (step) {
+        case FileStep::write:
+            return std::make_error_code(std::errc::no_space_on_device);
+        case FileStep::rename:
+            return std::make_error_code(std::errc::device_or_resource_busy);
+        case FileStep::flushToDisk:
+        case FileStep::close:
+        case FileStep::copy:
+            break;
+    }
+    return std::make_error_code(std::errc::io_error);
 }
 
 NativeFile& NativeFile::operator=(NativeFile&& other) noexcept {
@@ -92,45 +106,183 @@ NativeFile& NativeFile::operator=(NativeFile&& other) noexcept {
         close();
         handle = other.handle;
         forWriting = other.forWriting;
+        nameless = other.nameless;
+        failure = other.failure;
         other.handle = closedHandle;
     }
     return *this;
 }
 
-bool NativeFile::write(const char* data, std::size_t size) {
-    return isOpen() && !FileFaults::fails(FileStep::write) && writeAll(data, size);
+bool NativeFile::adopt(std::intptr_t opened, bool writing) {
+    if (opened == closedHandle) return fail(lastSystemError());
+    handle = opened;
+    forWriting = writing;
+    nameless = false;
+    failure.clear();
+    return true;
 }
 
-bool NativeFile::flushToDisk() { return isOpen() && !FileFaults::fails(FileStep::flushToDisk) && syncToDisk(); }
+bool NativeFile::write(const char* data, std::size_t size) {
+    if (!isOpen()) return false;
+    if (FileFaults::fails(FileStep::write)) return fail(FileFaults::errorOf(FileStep::write));
+    return writeAll(data, size) || fail(lastSystemError());
+}
+
+bool NativeFile::flushToDisk() {
+    if (!isOpen()) return false;
+    if (FileFaults::fails(FileStep::flushToDisk)) return fail(FileFaults::errorOf(FileStep::flushToDisk));
+    return syncToDisk() || fail(lastSystemError());
+}
 
 bool NativeFile::close() {
     if (!isOpen()) return false;
     const bool failing = forWriting && FileFaults::fails(FileStep::close);
-    return closeHandle() && !failing;  // closed either way
+    if (!closeHandle()) return fail(lastSystemError());  // closed either way
+    return !failing || fail(FileFaults::errorOf(FileStep::close));
 }
 
-bool copyContent(NativeFile& from, NativeFile& to) {
+bool copyContent(NativeFile& from, NativeFile& to, std::error_code& error) {
     const std::unique_ptr<char[]> chunk(new char[copyChunk]);
     for (;;) {
-        if (FileFaults::fails(FileStep::copy)) return false;
+        if (FileFaults::fails(FileStep::copy)) {
+            error = FileFaults::errorOf(FileStep::copy);
+            return false;
+        }
         const std::ptrdiff_t count = from.read(chunk.get(), copyChunk);
         if (count == 0) return true;
-        if (count < 0 || !to.write(chunk.get(), static_cast<std::size_t>(count))) return false;
+        if (count < 0) {
+            error = from.error();
+            return false;
+        }
+        if (!to.write(chunk.get(), static_cast<std::size_t>(count))) {
+            error = to.error();
+            return false;
+        }
     }
 }
 
-bool replaceFile(const char* temporary, const char* target) {
-    // Checked first: a move would replace a read-only file (POSIX's rename, Wine's MoveFileExA).
-    if (isReadOnly(target)) return false;
-    switch (moveChecked(temporary, target, true)) {
-        case MoveResult::moved:
-            syncDirectoryOf(target);
-            return true;
-        case MoveResult::otherDevice:
-            return replaceAcrossDevices(temporary, target);
-        case MoveResult::failed:
-            break;
+bool isPathTooLong(const std::string& path) {
+    if (path.size() >= maxPathBuffer) return true;
+    std::size_t name = 0;
+    for (const char c : path) {
+        name = isPathSeparator(c) ? 0 : name + 1;
+        if (name > maxNameLength) return true;
     }
+    return false;
+}
+
+bool SaveFile::open(const std::string& target, NativeFile& file, std::error_code& error) {
+    discard();
+    error.clear();
+    if (!resolveTarget(target, resolved, kind, error)) return false;
+    if (kind == TargetKind::special) {
+        if (!file.openInPlace(resolved.c_str())) {
+            error = file.error();
+            return false;
+        }
+        output = resolved;
+        return true;
+    }
+    std::string path;
+    if (FileFaults::refusesBeside()) {
+        error = std::make_error_code(std::errc::permission_denied);
+        beside = false;
+    } else {
+        beside = createTemporaryFile(directoryOf(resolved), path, file, error);
+    }
+    if (!beside) {
+        // Only a directory that exists but refuses a new file sends the output elsewhere; the
+        // file is copied back beside the target at the commit. The first refusal is the reason.
+        std::string temporaryDirectory;
+        std::error_code elsewhere;
+        if (refusesEveryFile(error) || !getTemporaryDirectory(temporaryDirectory) ||
+            !createTemporaryFile(temporaryDirectory, path, file, elsewhere)) {
+            return false;
+        }
+        error.clear();
+    }
+    output = path;
+    if (!file.isNameless()) named = path;
+    return true;
+}
+
+void SaveFile::discard() {
+    if (!named.empty()) removeTemporaryFile(named);
+    named.clear();
+    output.clear();
+}
+
+bool SaveFile::commit(NativeFile& file, std::error_code& error) {
+    bool saved;
+    if (isInPlace()) {
+        saved = file.close();
+        if (!saved) error = file.error();
+    } else if (beside) {
+        saved = finish(file, directoryOf(resolved), output, named, error) && replaceTarget(named, error);
+    } else {
+        saved = commitCopy(file, error);
+    }
+    file.close();
+    if (saved && beside) named.clear();  // it is the target now
+    discard();
+    return saved;
+}
+
+bool SaveFile::finish(NativeFile& file, const std::string& directory, const std::string& path, std::string& name,
+                      std::error_code& error) {
+    // On the disk before the file takes the target's name: a crash then leaves the old or the new.
+    // The file stays private (0600) until this last step before the move.
+    if (!file.flushToDisk() || !file.takeMetadataOf(kind == TargetKind::regular ? resolved : std::string(), directory)) {
+        error = file.error();
+        return false;
+    }
+    // Checked again: the target may have become read-only since the save began, and a move would
+    // replace a read-only file (POSIX's rename, Wine's MoveFileExA). Before the naming, so that
+    // as little as possible comes between the naming and the move.
+    if (isReadOnly(resolved.c_str())) {
+        error = makeErrorCode(SaveError::readOnlyFile);
+        return false;
+    }
+    if (file.isNameless()) {
+        std::string given = path;
+        if (!nameTemporaryFile(file, directory, given, error)) return false;
+        name = std::move(given);
+    }
+    if (!file.close()) {
+        error = file.error();
+        return false;
+    }
+    return true;
+}
+
+bool SaveFile::replaceTarget(const std::string& temporary, std::error_code& error) {
+    if (FileFaults::fails(FileStep::rename)) {
+        error = FileFaults::errorOf(FileStep::rename);
+        return false;
+    }
+    if (!moveReplacing(temporary.c_str(), resolved.c_str(), kind == TargetKind::regular, error)) return false;
+    syncDirectoryOf(resolved);
+    return true;
+}
+
+bool SaveFile::commitCopy(NativeFile& file, std::error_code& error) {
+    const std::string directory = directoryOf(resolved);
+    NativeFile copy;
+    std::string path;
+    if (!createTemporaryFile(directory, path, copy, error)) return false;
+    std::string copyName = copy.isNameless() ? std::string() : path;
+    if (!file.seekToStart()) {
+        error = file.error();
+    } else if (copyContent(file, copy, error)) {
+        // The first file has served; an error closing it counts, as every failed close does.
+        if (!file.close()) {
+            error = file.error();
+        } else if (finish(copy, directory, path, copyName, error) && replaceTarget(copyName, error)) {
+            return true;
+        }
+    }
+    copy.close();
+    if (!copyName.empty()) removeTemporaryFile(copyName);
     return false;
 }
 

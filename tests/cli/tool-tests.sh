@@ -68,6 +68,12 @@ case "$group" in
     expect 0 "" "" set sample.xml project/name "New name"
     same "$here/set.written" sample.xml
     expect 0 $'7\n' "" get sample.xml project/loads/case id
+    # A save that fails names the file and the reason, and changes nothing.
+    chmod a-w sample.xml
+    expect 1 "" $'kpxml: sample.xml: not saved: read-only file\n' set sample.xml project/name "Other"
+    chmod u+w sample.xml
+    same "$here/set.written" sample.xml
+    expect 1 "" $'kpxml: missing/out.xml: not saved: No such file or directory\n' fmt sample.xml -o missing/out.xml
     ;;
   check)
     cp -r "$here/check" "$here/clean.xml" .
