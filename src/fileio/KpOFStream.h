@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <system_error>
 
 // Safe file output: text goes to a fresh temporary file in the user's temporary directory, readable
 // by its owner only, and the commit replaces the target with it in one atomic step once every byte
@@ -60,5 +61,7 @@ private:
 // 0x1A ends the input); when that fails, tries the platform's short form of the path (the same
 // path again where there are no short names). Never null: test the stream's state.
 std::unique_ptr<std::istream> openIFStream(const char* path);
+// As above; when the stream is not good, error holds the reason the last attempt failed.
+std::unique_ptr<std::istream> openIFStream(const char* path, std::error_code& error);
 
 #endif

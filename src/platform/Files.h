@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <system_error>
 
 namespace KpXml::detail::platform {
 
@@ -32,7 +33,14 @@ public:
     NativeFile& operator=(const NativeFile&) = delete;
 
     // Opens path for reading. False when it cannot be opened (a directory cannot).
-    bool openForRead(const char* path);
+    bool openForRead(const char* path) {
+        std::error_code ignored;
+        return openForRead(path, ignored);
+    }
+    // As above, with the reason in error on failure: every platform gives no_such_file_or_directory
+    // for a missing file or folder, is_a_directory for a directory and permission_denied for a
+    // refusal (std::errc values); other failures keep the system's own code.
+    bool openForRead(const char* path, std::error_code& error);
     bool isOpen() const { return handle != closedHandle; }
 
     // Reads up to size bytes into data. Returns how many were read: 0 at the end of the file,

@@ -138,14 +138,19 @@ bool getShortPath(const char*, std::string&) {
     return false;  // no short names here
 }
 
-bool NativeFile::openForRead(const char* path) {
+bool NativeFile::openForRead(const char* path, std::error_code& error) {
     close();
     const int fd = openRetrying(path, O_RDONLY);
-    if (fd < 0) return false;
+    if (fd < 0) {
+        error.assign(errno, std::generic_category());
+        return false;
+    }
     forWriting = false;
     // A directory opens here but not on Windows; refuse it as Windows does.
     struct stat status {};
     if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        error = S_ISDIR(status.st_mode) ? std::make_error_code(std::errc::is_a_directory)
+                                        : std::error_code(errno, std::generic_category());
         closeDescriptor(fd);
         return false;
     }

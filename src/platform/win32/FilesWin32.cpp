@@ -19,6 +19,24 @@ constexpr DWORD moveRetryMilliseconds = 5;
 
 HANDLE toHandle(std::intptr_t value) { return reinterpret_cast<HANDLE>(value); }
 
+// The reason a file could not be opened for reading, as the POSIX side gives it where the two
+// systems mean the same thing (CreateFileA refuses a directory with ERROR_ACCESS_DENIED).
+std::error_code openError(const char* path, DWORD error) {
+    switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+        return std::make_error_code(std::errc::no_such_file_or_directory);
+    case ERROR_ACCESS_DENIED: {
+        const DWORD attributes = ::GetFileAttributesA(path);
+        const bool directory = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        return std::make_error_code(directory ? std::errc::is_a_directory : std::errc::permission_denied);
+    }
+    default:
+        return std::error_code(static_cast<int>(error), std::system_category());
+    }
+}
+
 }  // namespace
 
 bool getTemporaryDirectory(std::string& directory) {
@@ -81,11 +99,14 @@ bool getShortPath(const char* path, std::string& shortPath) {
     return true;
 }
 
-bool NativeFile::openForRead(const char* path) {
+bool NativeFile::openForRead(const char* path, std::error_code& error) {
     close();
     const HANDLE file =
         ::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return false;
+    if (file == INVALID_HANDLE_VALUE) {
+        error = openError(path, ::GetLastError());
+        return false;
+    }
     handle = reinterpret_cast<std::intptr_t>(file);
     forWriting = false;
     return true;
