@@ -434,6 +434,9 @@ PYBIND11_MODULE(_kpxml, m) {
                 self.get().setName(value);
             })
         .def_property(
+            "name_bytes", [](const ElementRef& self) { return asBytes(self.get().getName()); },
+            [](const ElementRef& self, const py::bytes& name) { self.get().setName(std::string(name)); })
+        .def_property(
             "text", [](const ElementRef& self) { return codePage.decode(self.get().getData()); },
             [](const ElementRef& self, py::handle text) {
                 const std::string value = narrow(text, "the text");

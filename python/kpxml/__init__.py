@@ -154,7 +154,8 @@ class Children(Sequence):
 
 def _iter(self, name=None):
     """This element and every element below it in document order, or those with this name.
-    Elements removed meanwhile are skipped, with what was below them."""
+    Elements removed or moved away meanwhile are skipped, with what was below them."""
+    len(self)  # a dead element raises here
     if name is None or self.name == name:
         yield self
     pending = [[self, 0]]
@@ -164,14 +165,17 @@ def _iter(self, name=None):
         if not parent._alive or index >= len(parent):
             pending.pop()
             continue
-        top[1] = index + 1
         child = parent._child(index)
+        top[1] = index + 1
         if child is None:
             continue
         if name is None or child.name == name:
             yield child
-        if child._alive:
+        if child._alive and child.parent is parent:
+            top[1] = parent._index(child) + 1
             pending.append([child, 0])
+        elif parent._alive:
+            top[1] = index  # the next sibling has taken its place
 
 
 Element.attributes = property(Attributes, doc="The attributes, an ordered mapping that writes through.")
