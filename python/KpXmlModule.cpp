@@ -504,6 +504,22 @@ PYBIND11_MODULE(_kpxml, m) {
                  if (child.node == nullptr || child.node->getParent() != &node) return -1;
                  return static_cast<long>(positionOf(node, child.node));
              })
+        // The walk of iter(): the child at index, or None past the end or when this element is dead.
+        .def("_walk_child", [](const ElementRef& self, std::size_t index) -> py::object {
+                 if (self.node == nullptr || index >= self.node->getChildren().size()) return py::none();
+                 return wrap(self.document, self.node->getChildren()[index]);
+             })
+        // Where the walk goes on after child, visited at index, and whether to go into it: past
+        // child while it is still here; at index again when it was removed or moved away, since
+        // the next sibling took its place.
+        .def("_walk_after", [](const ElementRef& self, const ElementRef& child, std::size_t index) {
+                 if (self.node == nullptr || child.node == nullptr || child.node->getParent() != self.node) {
+                     return py::make_tuple(index, false);
+                 }
+                 const std::vector<KpXmlData*>& children = self.node->getChildren();
+                 const bool inPlace = index < children.size() && children[index] == child.node;
+                 return py::make_tuple((inPlace ? index : positionOf(*self.node, child.node)) + 1, true);
+             })
         .def("_attribute_names", [](const ElementRef& self) { return attributeNames(self.get()); })
         .def("_attribute", [](const ElementRef& self, py::handle name, bool asBytesValue) -> py::object {
                  const std::string key = narrow(name, "the name");

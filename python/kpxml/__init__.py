@@ -161,21 +161,15 @@ def _iter(self, name=None):
     pending = [[self, 0]]
     while pending:
         top = pending[-1]
-        parent, index = top
-        if not parent._alive or index >= len(parent):
-            pending.pop()
-            continue
-        child = parent._child(index)
-        top[1] = index + 1
+        child = top[0]._walk_child(top[1])
         if child is None:
+            pending.pop()
             continue
         if name is None or child.name == name:
             yield child
-        if child._alive and child.parent is parent:
-            top[1] = parent._index(child) + 1
+        top[1], inside = top[0]._walk_after(child, top[1])
+        if inside:
             pending.append([child, 0])
-        elif parent._alive:
-            top[1] = index  # the next sibling has taken its place
 
 
 Element.attributes = property(Attributes, doc="The attributes, an ordered mapping that writes through.")

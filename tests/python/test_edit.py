@@ -120,6 +120,17 @@ def test_removing_while_walking_skips_what_was_removed(document):
     assert names(root.iter()) == ["r", "x", "z"]
 
 
+def test_placing_while_walking_goes_on_after_the_current_element(document):
+    root = document.root
+    seen = []
+    for element in root.iter():
+        seen.append(element.name)
+        if element.name == "y":
+            root.children.insert(0, root.find("z"))  # before the walk's place: not seen again
+    assert seen == ["r", "x", "y", "x"]
+    assert names(root) == ["z", "x", "y"]
+
+
 def test_clear_removes_every_child(document):
     root = document.root
     root.children.clear()
