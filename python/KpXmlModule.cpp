@@ -144,9 +144,13 @@ struct Value {
 
     Value(py::handle value, py::handle format) {
         const bool formatted = !format.is_none();
-        if (PyLong_Check(value.ptr())) {
+        const bool isText = PyUnicode_Check(value.ptr()) || PyBytes_Check(value.ptr());
+        if (!isText && PyIndex_Check(value.ptr())) {
+            const py::object number = py::reinterpret_steal<py::object>(PyNumber_Index(value.ptr()));
+            if (!number) throw py::error_already_set();
             int overflow = 0;
-            const long long wide = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
+            const long long wide = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+            if (wide == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
             if (overflow != 0 || wide < INT32_MIN || wide > INT32_MAX) {
                 PyErr_SetString(PyExc_OverflowError, "the library stores integers of 32 bits; this one does not fit");
                 throw py::error_already_set();
@@ -157,10 +161,13 @@ struct Value {
         } else if (PyFloat_Check(value.ptr())) {
             kind = Kind::real;
             real = value.cast<double>();
-        } else {
+        } else if (isText) {
             if (formatted) throw py::type_error("a format is for numbers only");
             text = narrow(value, "the value");
             return;
+        } else {
+            throw py::type_error("a value must be int, float, str or bytes, not " +
+                                 py::str(value.get_type().attr("__name__")).cast<std::string>());
         }
         if (formatted) {
             text = formatReal(real, narrow(format, "the format"));

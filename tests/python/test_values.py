@@ -24,8 +24,16 @@ def test_get_int_and_get_float_read_as_the_library_reads(text, as_int, as_float)
     assert (element.attributes.get_int("a"), element.attributes.get_float("a")) == (as_int, as_float)
 
 
+class Count:
+    """An integer type of another library, such as numpy's."""
+
+    def __index__(self):
+        return 5
+
+
 @pytest.mark.parametrize("value, format, text", [
     (3, None, "3"),
+    (Count(), None, "5"),
     (-2147483648, None, "-2147483648"),
     (True, None, "1"),
     (0.1, None, "0.10000000000000000555"),
