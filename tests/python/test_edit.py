@@ -109,26 +109,26 @@ def test_iter_walks_in_document_order_and_filters_by_name(document):
     assert names(root) == ["x", "y", "z"]
 
 
-def test_removing_while_walking_skips_what_was_removed(document):
-    root = document.root
-    seen = []
-    for element in root.iter():
-        seen.append(element.name)
-        if element.name == "y":
-            element.parent.children.remove(element)
-    assert seen == ["r", "x", "y", "z"]
-    assert names(root.iter()) == ["r", "x", "z"]
+# Changes made at <y> while walking, and what the walk sees and leaves.
+WALK_EDITS = {
+    # removed with its subtree: the next sibling is not skipped
+    "remove": (lambda y: y.parent.children.remove(y), ["r", "x", "y", "z"], ["r", "x", "z"]),
+    # a sibling placed before the walk's place is not seen again
+    "place before": (lambda y: y.parent.children.insert(0, y.parent.find("z")), ["r", "x", "y", "x"],
+                     ["r", "z", "x", "y", "x"]),
+    # moved away: what was below it is not walked
+    "move away": (lambda y: kpxml.Element("o").children.append(y), ["r", "x", "y", "z"], ["r", "x", "z"]),
+}
 
 
-def test_placing_while_walking_goes_on_after_the_current_element(document):
-    root = document.root
-    seen = []
-    for element in root.iter():
-        seen.append(element.name)
+@pytest.mark.parametrize("edit, seen, left", WALK_EDITS.values(), ids=WALK_EDITS.keys())
+def test_changing_the_tree_while_walking(document, edit, seen, left):
+    walked = []
+    for element in document.root.iter():
+        walked.append(element.name)
         if element.name == "y":
-            root.children.insert(0, root.find("z"))  # before the walk's place: not seen again
-    assert seen == ["r", "x", "y", "x"]
-    assert names(root) == ["z", "x", "y"]
+            edit(element)
+    assert (walked, names(document.root.iter())) == (seen, left)
 
 
 def test_clear_removes_every_child(document):
