@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Installs, from Debian's packages, what building and testing KpXml needs and the machine lacks.
 #   tools/install-deps.sh            compiler, CMake, GoogleTest sources, pkg-config, scdoc (the
-#                                    manual page), the Debian packaging tools, lintian and man
-#                                    (Linux build)
+#                                    manual page), the Debian packaging tools, lintian and man,
+#                                    and pybind11, Python's headers and pytest for the Python
+#                                    module (Linux build)
 #   tools/install-deps.sh --windows  also mingw-w64 and Wine (Windows build and its tests)
 #   tools/install-deps.sh --clang    also clang (the build that turns every warning into an error)
 #   tools/install-deps.sh --bench    also Google Benchmark and the peer libraries it compares with
 #   tools/install-deps.sh --fuzz     also clang with libFuzzer
 set -euo pipefail
 
-packages=(cmake g++ make googletest pkgconf dpkg-dev scdoc lintian man-db)
+packages=(cmake g++ make googletest pkgconf dpkg-dev scdoc lintian man-db pybind11-dev python3-dev python3-pytest)
 for arg in "$@"; do
   case "$arg" in
     --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;

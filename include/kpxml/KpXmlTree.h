@@ -70,6 +70,12 @@ public:
     // an empty unnamed root. Malformed markup is never rejected. The stream is left positioned
     // after the last character read, with eofbit and failbit set when the input ran out.
     void buildOfStream(std::istream& in);
+    // Replaces the tree by the one parsed from the file at path, read in text mode (CR LF becomes
+    // LF, a byte 0x1A ends the input; on Windows a name that does not open is tried in its short
+    // form). False when the file cannot be opened, and then the tree and current node stay as they were.
+    bool readFile(const std::string& path);
+    // readFile(path), with the reason in error when the file cannot be opened (cleared when it opens).
+    bool readFile(const std::string& path, std::error_code& error);
 
     // --- Writing ---------------------------------------------------------------------------
     // Writes the declaration line (when declaration is true) and then the whole tree.

@@ -3,24 +3,11 @@
 #include <memory>
 
 #include "capi/Registries.h"
-#include "fileio/KpOFStream.h"
 #include "kpxml/KpXmlApi.h"
 #include "kpxml/KpXmlExport.h"
 
 using KpXml::detail::capi::CallLock;
 using KpXml::detail::capi::state;
-
-namespace {
-
-// Parses the file at path into document; false when the file cannot be opened.
-bool readInto(KpXmlTree& document, const char* path) {
-    const std::unique_ptr<std::istream> in = openIFStream(path);
-    if (!in->good()) return false;
-    document.buildOfStream(*in);
-    return true;
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -52,7 +39,7 @@ KPXML_API int XML_ReadFile(const char* path) {
     if (path == nullptr) return 0;
     // The old document goes before the file is looked at: a failed read leaves an empty one.
     state().globalDocument = std::make_unique<KpXmlTree>();
-    return readInto(*state().globalDocument, path) ? 1 : 0;
+    return state().globalDocument->readFile(path) ? 1 : 0;
 }
 
 KPXML_API int XML_WriteFile(const char* path) {
@@ -70,7 +57,7 @@ KPXML_API int XML_Get_Tree(const char* name) {
 KPXML_API void XML_Read_Tree(int tree, const char* path) {
     const CallLock lock;
     KpXmlTree* document = state().trees.find(tree);
-    if (document != nullptr && path != nullptr) readInto(*document, path);
+    if (document != nullptr && path != nullptr) document->readFile(path);
 }
 
 KPXML_API void XML_Write_Tree(int tree, const char* path) {

@@ -13,10 +13,16 @@ using KpXml::detail::TextFileIStream;
 using KpXml::detail::TextFileOStream;
 namespace platform = KpXml::detail::platform;
 
-// An input stream on path in text mode; in failed state when the file cannot be opened.
-std::unique_ptr<std::istream> openInput(const char* path) {
+// An input stream on path in text mode; in failed state, with the reason in error, when the file
+// cannot be opened.
+std::unique_ptr<std::istream> openInput(const char* path, std::error_code& error) {
     auto in = std::make_unique<TextFileIStream>();
-    if (path == nullptr || !in->buffer().openForRead(path, true)) in->setstate(std::ios_base::failbit);
+    if (path == nullptr) {
+        error = std::make_error_code(std::errc::invalid_argument);
+        in->setstate(std::ios_base::failbit);
+    } else if (!in->buffer().openForRead(path, true, error)) {
+        in->setstate(std::ios_base::failbit);
+    }
     return in;
 }
 
@@ -79,11 +85,18 @@ bool KpOFStream::commit() {
 }
 
 std::unique_ptr<std::istream> openIFStream(const char* path) {
-    std::unique_ptr<std::istream> in = openInput(path);
+    std::error_code ignored;
+    return openIFStream(path, ignored);
+}
+
+std::unique_ptr<std::istream> openIFStream(const char* path, std::error_code& error) {
+    error.clear();
+    std::unique_ptr<std::istream> in = openInput(path, error);
     if (in->good()) return in;
     // A name the narrow file functions cannot open may open through its short form; without
     // one, the same name is tried again.
     std::string shortPath;
     const bool haveShortPath = path != nullptr && platform::getShortPath(path, shortPath);
-    return openInput(haveShortPath ? shortPath.c_str() : path);
+    error.clear();
+    return openInput(haveShortPath ? shortPath.c_str() : path, error);
 }

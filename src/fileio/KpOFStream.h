@@ -71,5 +71,7 @@ private:
 // 0x1A ends the input); when that fails, tries the platform's short form of the path (the same
 // path again where there are no short names). Never null: test the stream's state.
 std::unique_ptr<std::istream> openIFStream(const char* path);
+// As above; when the stream is not good, error holds the reason the last attempt failed.
+std::unique_ptr<std::istream> openIFStream(const char* path, std::error_code& error);
 
 #endif

@@ -24,9 +24,12 @@ void TextFileBuffer::openForWrite(platform::NativeFile&& opened, bool text) {
     setp(buffer.get(), buffer.get() + bufferCapacity);
 }
 
-bool TextFileBuffer::openForRead(const char* path, bool text) {
+bool TextFileBuffer::openForRead(const char* path, bool text, std::error_code& error) {
     close();
-    if (!file.openForRead(path)) return false;
+    if (!file.openForRead(path)) {
+        error = file.error();
+        return false;
+    }
     buffer.reset(new char[bufferCapacity]);
     textMode = text;
     writing = false;

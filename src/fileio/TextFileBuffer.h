@@ -30,8 +30,8 @@ public:
 
     // Writes to opened, a file open for writing, which the buffer owns from now on.
     void openForWrite(platform::NativeFile&& opened, bool text);
-    // Opens path for reading. False on failure.
-    bool openForRead(const char* path, bool text);
+    // Opens path for reading. False on failure, with the reason in error.
+    bool openForRead(const char* path, bool text, std::error_code& error);
     bool isOpen() const { return file.isOpen(); }
 
     // Copies the rest of source to the file as it is (not translated). False, and every later

@@ -52,7 +52,9 @@ public:
     NativeFile(const NativeFile&) = delete;
     NativeFile& operator=(const NativeFile&) = delete;
 
-    // Opens path for reading. False when it cannot be opened (a directory cannot).
+    // Opens path for reading. False, with the reason in error(), when it cannot be opened: every
+    // platform gives no_such_file_or_directory for a missing file or folder, is_a_directory for a
+    // directory and permission_denied for a refusal (std::errc values).
     bool openForRead(const char* path);
     // Opens the existing file path for writing in place, emptying it, as a shell's "> path"
     // does; for a FIFO without a reader, fails (POSIX: ENXIO) rather than waiting for one.

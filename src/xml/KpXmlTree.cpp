@@ -1,5 +1,8 @@
 #include "kpxml/KpXmlTree.h"
 
+#include <memory>
+
+#include "fileio/KpOFStream.h"
 #include "xml/Escaper.h"
 
 namespace {
@@ -107,4 +110,16 @@ void KpXmlTree::flush() {
 
 void KpXmlTree::flushRoot() {
     if (root != nullptr) root->flush();
+}
+
+bool KpXmlTree::readFile(const std::string& path) {
+    std::error_code ignored;
+    return readFile(path, ignored);
+}
+
+bool KpXmlTree::readFile(const std::string& path, std::error_code& error) {
+    const std::unique_ptr<std::istream> in = openIFStream(path.c_str(), error);
+    if (!in->good()) return false;
+    buildOfStream(*in);
+    return true;
 }

@@ -221,9 +221,15 @@ bool getShortPath(const char* path, std::string& shortPath) {
 
 bool NativeFile::openForRead(const char* path) {
     close();
-    return adopt(reinterpret_cast<std::intptr_t>(::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING,
-                                                              FILE_ATTRIBUTE_NORMAL, nullptr)),
-                 false);
+    if (adopt(reinterpret_cast<std::intptr_t>(::CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING,
+                                                           FILE_ATTRIBUTE_NORMAL, nullptr)),
+              false))
+        return true;
+    // CreateFileA refuses a directory as "access denied"; give the reason the POSIX side gives.
+    const DWORD attributes = ::GetFileAttributesA(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        return fail(std::make_error_code(std::errc::is_a_directory));
+    return false;
 }
 
 bool NativeFile::openInPlace(const char* path) {
