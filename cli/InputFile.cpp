@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <istream>
 #include <memory>
@@ -115,15 +114,10 @@ bool readTextMode(std::FILE* file, const std::string& label, std::uint64_t size,
 }  // namespace
 
 bool readTextFile(const std::string& path, std::string& text, std::string& reason) {
-    errno = 0;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) {
-        reason = std::strerror(errno != 0 ? errno : ENOENT);
-        return false;
-    }
-    std::error_code sizeError;
-    const std::uintmax_t size = std::filesystem::file_size(path, sizeError);
-    return readTextMode(file.get(), "kpxml: reading " + path, sizeError ? 0 : size, text, reason);
+    std::error_code error;
+    if (KpXmlTree::readText(path, text, error)) return true;
+    reason = error.message();
+    return false;
 }
 
 bool readInput(const std::string& name, std::string& text, std::string& reason) {

@@ -28,15 +28,16 @@ private:
     int shownPercent = -1;
 };
 
-// Reads the file at path as the library reads its own files, in text mode: a carriage return
-// directly before a line feed is dropped and a byte 0x1A ends the input. On failure returns false
-// and sets reason to the system's description of the error.
+// Reads the file at path as the library reads its own files (KpXmlTree::readText). On failure
+// returns false and sets reason to the description of the error.
 bool readTextFile(const std::string& path, std::string& text, std::string& reason);
 
 // The name that stands for standard input (as FILE) and standard output (as -o OUT).
 constexpr const char* standardStreamName = "-";
 
-// As readTextFile, reading standard input when name is "-".
+// As readTextFile, reading standard input when name is "-": the library reads files only, so
+// standard input gets the same text-mode rules here (a carriage return directly before a line
+// feed is dropped, a byte 0x1A ends the input), with progress shown for a long one.
 bool readInput(const std::string& name, std::string& text, std::string& reason);
 
 // Parses text into document with the library's parser, showing progress under label.

@@ -76,6 +76,10 @@ public:
     bool readFile(const std::string& path);
     // readFile(path), with the reason in error when the file cannot be opened (cleared when it opens).
     bool readFile(const std::string& path, std::error_code& error);
+    // The bytes of the file at path as readFile reads them (text mode, as above; a read error
+    // ends the text as it ends readFile's input), for callers that need the text beside the
+    // tree. False, with the reason in error and text empty, when the file cannot be opened.
+    static bool readText(const std::string& path, std::string& text, std::error_code& error);
 
     // --- Writing ---------------------------------------------------------------------------
     // Writes the declaration line (when declaration is true) and then the whole tree.

@@ -1,5 +1,6 @@
 #include "kpxml/KpXmlTree.h"
 
+#include <iterator>
 #include <memory>
 
 #include "fileio/KpOFStream.h"
@@ -121,5 +122,13 @@ bool KpXmlTree::readFile(const std::string& path, std::error_code& error) {
     const std::unique_ptr<std::istream> in = openIFStream(path.c_str(), error);
     if (!in->good()) return false;
     buildOfStream(*in);
+    return true;
+}
+
+bool KpXmlTree::readText(const std::string& path, std::string& text, std::error_code& error) {
+    text.clear();
+    const std::unique_ptr<std::istream> in = openIFStream(path.c_str(), error);
+    if (!in->good()) return false;
+    text.assign(std::istreambuf_iterator<char>(*in), std::istreambuf_iterator<char>());
     return true;
 }

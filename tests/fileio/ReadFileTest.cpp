@@ -1,5 +1,5 @@
-// Reading a document from a file in one call: text mode, and what a file that cannot be opened
-// leaves behind.
+// Reading a document, or its text, from a file in one call: text mode, and what a file that
+// cannot be opened leaves behind.
 
 #include "kpxml/KpXmlTree.h"
 
@@ -32,6 +32,10 @@ TEST(ReadFileTest, ReadsInTextModeAndReplacesTheTree) {
     KpXmlTree again;
     EXPECT_TRUE(again.readFile(path));
     EXPECT_EQ(written(again), written(document));
+
+    std::string text = "stale";
+    EXPECT_TRUE(KpXmlTree::readText(path, text, error));
+    EXPECT_EQ(text, "<r>\n<x\ny k=\"1\"/><a>1</a>");
     std::remove(path.c_str());
 }
 
@@ -57,6 +61,11 @@ TEST(ReadFileTest, AFileThatCannotBeOpenedLeavesTheTreeAsItWas) {
         EXPECT_EQ(written(document), "<kept>\n<child />\n</kept>\n");
         EXPECT_FALSE(document.readFile(path));
         EXPECT_EQ(document.getRoot(), root);
+        std::string text = "stale";
+        error.clear();
+        EXPECT_FALSE(KpXmlTree::readText(path, text, error)) << path;
+        EXPECT_EQ(error, std::make_error_code(reason)) << path;
+        EXPECT_EQ(text, "");
     }
     fs::remove_all(folder);
 }
