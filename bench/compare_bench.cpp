@@ -301,6 +301,16 @@ Row memoryRow(const std::string& label, const std::string& text) {
     return row;
 }
 
+std::string temporaryPath(const char* name) {
+    const char* directory = std::getenv("TMPDIR");
+    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
+           std::to_string(getpid()) + "-" + name;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
 // The process's resident memory in bytes.
 std::size_t residentBytes() {
     std::ifstream statm("/proc/self/statm");
@@ -311,35 +321,61 @@ std::size_t residentBytes() {
 }
 
 // The resident memory still held after a parsed tree is destroyed, in percent of what the tree
-// held, each measured after malloc_trim(0); in a child process per library with malloc's defaults.
-// Across threads: parsed on this thread, destroyed on another.
-Row heldAfterDestroyRow(const std::string& label, const std::string& text, bool acrossThreads) {
+// held, each measured after malloc_trim(0). Across threads: parsed on this thread, destroyed on
+// another. Nothing when lib refused.
+std::optional<double> heldAfterDestroy(const Library& lib, const std::string& text, bool acrossThreads) {
+    malloc_trim(0);
+    const double before = static_cast<double>(residentBytes());
+    std::shared_ptr<void> parsed;
+    {
+        TextStream stream(text);
+        parsed = lib.parse(stream.in);
+    }
+    if (parsed == nullptr) return std::nullopt;
+    malloc_trim(0);
+    const double withTree = static_cast<double>(residentBytes());
+    if (acrossThreads) {
+        std::thread([&parsed] { parsed.reset(); }).join();
+    } else {
+        parsed.reset();
+    }
+    malloc_trim(0);
+    const double after = static_cast<double>(residentBytes());
+    return std::max(0.0, 100 * (after - before) / (withTree - before));
+}
+
+// Internal: heldAfterDestroy for the document in the file at path, in a fresh process started by
+// heldAfterDestroyRow, whose heap no earlier work has shaped; prints the percentage, or -1.
+int printHeldAfterDestroy(const std::string& path, const std::string& library, bool acrossThreads) {
+    // Read in one piece, into a string of the file's size.
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::string text(static_cast<std::size_t>(in.tellg()), '\0');
+    in.seekg(0);
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    for (const Library& lib : libraries()) {
+        if (library != lib.name) continue;
+        const std::optional<double> held = heldAfterDestroy(lib, text, acrossThreads);
+        std::printf("%f\n", held ? *held : -1.0);
+        return 0;
+    }
+    return 2;
+}
+
+// heldAfterDestroy for every library, each in a fresh process running this program (self).
+Row heldAfterDestroyRow(const std::string& label, const std::string& self, const std::string& text, bool acrossThreads) {
     progress(label);
     Row row{label, Better::Lower, {}, ""};
+    const std::string path = temporaryPath("held.xml");
+    writeFile(path, text);
     for (const Library& lib : libraries()) {
-        row.cells.push_back(isolated(
-            [&]() -> std::optional<double> {
-                malloc_trim(0);
-                const double before = static_cast<double>(residentBytes());
-                std::shared_ptr<void> parsed;
-                {
-                    TextStream stream(text);
-                    parsed = lib.parse(stream.in);
-                }
-                if (parsed == nullptr) return std::nullopt;
-                malloc_trim(0);
-                const double withTree = static_cast<double>(residentBytes());
-                if (acrossThreads) {
-                    std::thread([&parsed] { parsed.reset(); }).join();
-                } else {
-                    parsed.reset();
-                }
-                malloc_trim(0);
-                const double after = static_cast<double>(residentBytes());
-                return std::max(0.0, 100 * (after - before) / (withTree - before));
-            },
-            "refused"));
+        const std::string command = "'" + self + "' --held '" + path + "' " + lib.name + (acrossThreads ? " threads" : " same");
+        FILE* const child = popen(command.c_str(), "r");
+        double held = -1;
+        if (child == nullptr || std::fscanf(child, "%lf", &held) != 1) held = -1;
+        if (child != nullptr) pclose(child);
+        row.cells.push_back(held >= 0 ? Cell{held, ""} : Cell{std::nullopt, "failed"});
     }
+    std::remove(path.c_str());
     return row;
 }
 
@@ -390,16 +426,6 @@ Row writeRow(const std::string& label, const std::string& text) {
                              ""});
     }
     return row;
-}
-
-std::string temporaryPath(const char* name) {
-    const char* directory = std::getenv("TMPDIR");
-    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
-           std::to_string(getpid()) + "-" + name;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 // Saving to a file through XML_Write_Tree (temporary file, flush to disk, rename) against the
@@ -464,6 +490,8 @@ std::string ownPath() {
 int main(int argc, char** argv) {
     // Internal: one parse counted under callgrind (see Instructions.h).
     if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneParse(argv[2], argv[3]);
+    // Internal: one measurement of memory held after destruction, in a fresh process.
+    if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
     // An optional argument picks the rows whose names contain it; "instructions" picks the
     // instruction table, which runs only then or when there is no argument.
     const std::string only = argc > 1 ? argv[1] : "";
@@ -569,7 +597,7 @@ int main(int argc, char** argv) {
             std::string("memory held after destroying a parsed 50 MB document (RSS after malloc_trim), % of the tree's, ") +
             (acrossThreads ? "destroyed on another thread" : "same thread");
         if (!wanted(heldLabel)) continue;
-        rows.push_back(heldAfterDestroyRow(heldLabel, mb50, acrossThreads));
+        rows.push_back(heldAfterDestroyRow(heldLabel, ownPath(), mb50, acrossThreads));
         rows.back().target = targetText("KpXml's own", rows.back().cells[0].value, 5.0, Better::Lower);
     }
 

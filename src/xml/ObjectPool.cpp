@@ -8,6 +8,7 @@
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
+#include "platform/ThreadExit.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
@@ -80,14 +81,12 @@ struct SharedStore {
     std::size_t handedOut = 0;  // the sum of their handedOut
 };
 
-// A thread's own free slots: the list it takes from and gives to, and at most one more full list
-// in reserve, so that a thread that allocates and releases around the list's limit does not go to
-// the store every time. A list holds at most a block's worth of slots (slotsPerBlock).
-// Plain data, so that reaching it costs nothing; the thread's end hands both lists back.
+// A thread's own free slots of one pool: the list it takes from and gives to, and at most one more
+// full list in reserve, so that a thread that allocates and releases around the list's limit does
+// not go to the store every time. A list holds at most a block's worth of slots (slotsPerBlock).
 struct ThreadCache {
     FreeSlot* head;
-    // Slots the list at head may still take; 0 also before the thread's first use of the pool and
-    // after its end, so that the first release and every one after the end take the slow path.
+    // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
     std::size_t room;
     FreeSlot* spare;  // a list of slotsPerBlock slots, or null
 };
@@ -102,13 +101,24 @@ constexpr std::size_t slotsPerBlockOf() {
 constexpr std::size_t poolCount = 2;
 ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
                                ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
-// Initial-exec: the caches sit at a fixed offset from the thread pointer, so reaching them takes one
-// instruction instead of a call to look the library's thread storage up on every allocation and
-// release. They are small enough for the room the loader keeps for this even when the library is
+// This thread's caches, made on its first use of a pool and deleted when it ends, which hands
+// their lists back. On the heap, and reached at the thread's end through the system's own record
+// of the thread (see callAtThreadExit): where thread storage is emulated (mingw-w64), a thread's
+// thread_local variables may be gone by the time anything runs at its end.
+struct OwnCaches {
+    ThreadCache caches[poolCount] = {};
+    platform::ThreadExitCall atExit{};
+};
+
+// Where each thread's caches pointer starts and ends: no slots and no room, so that both fast
+// paths turn to the slow ones, which never write here.
+ThreadCache noCaches[poolCount] = {};
+// Initial-exec: the pointer sits at a fixed offset from the thread pointer, so reaching the caches
+// takes two loads instead of a call to look the library's thread storage up on every allocation
+// and release. It is small enough for the room the loader keeps for this even when the library is
 // loaded at run time.
-[[gnu::tls_model("initial-exec")]] thread_local ThreadCache threadCaches[poolCount];
-// Whether this thread has arranged to hand its lists back at its end, and whether that has happened.
-[[gnu::tls_model("initial-exec")]] thread_local bool threadStarted = false;
+[[gnu::tls_model("initial-exec")]] thread_local ThreadCache* threadCaches = noCaches;
+// Whether the thread has handed its lists back at its end.
 [[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
 // The number of BlockReleaseDeferral objects alive on this thread.
 [[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
@@ -147,6 +157,7 @@ void returnList(const ObjectPool& pool, FreeSlot* list) noexcept {
         list = nextOf(slot, pool.slotSize);
         Block* const block = blockOf(slot);
         --store.handedOut;
+        // Slots come back mostly in runs of one block, whose header stays in the cache.
         if (--block->handedOut == 0) {
             if (block->freeSlots != nullptr) unlinkBlock(store, block);
             if (deferrals != 0) {
@@ -214,67 +225,75 @@ FreeSlot* takeList(const ObjectPool& pool, std::size_t& count) {
     return head;
 }
 
-// Hands the thread's free lists of every pool back to the store.
-void endThread() noexcept {
+// Hands the lists of the caches at own back and deletes them; from then on the thread's slots go
+// straight to the store and back.
+void endThread(void* own) {
+    auto* const ended = static_cast<OwnCaches*>(own);
     for (std::size_t index = 0; index < poolCount; ++index) {
-        ThreadCache& cache = threadCaches[index];
-        returnList(pools[index], cache.head);
-        returnList(pools[index], cache.spare);
-        cache = ThreadCache{};
+        returnList(pools[index], ended->caches[index].head);
+        returnList(pools[index], ended->caches[index].spare);
     }
+    delete ended;
+    threadCaches = noCaches;
     threadEnded = true;
 }
 
-struct ThreadEnd {
-    ~ThreadEnd() { endThread(); }
-};
-
-// Arranges, on the thread's first use of a pool, for its lists to go back at its end.
-void startThread() noexcept {
-    if (threadStarted) return;
-    threadStarted = true;
-    static thread_local ThreadEnd end;  // destroyed when the thread ends
-    (void)end;
+// The thread's own caches, made on its first call; noCaches after the thread's end, or when there
+// is no memory for them or no way to hand them back at the thread's end.
+ThreadCache* ownCaches() noexcept {
+    if (threadCaches != noCaches || threadEnded) return threadCaches;
+    auto* const own = new (std::nothrow) OwnCaches;
+    if (own == nullptr) return noCaches;
+    own->atExit = platform::ThreadExitCall{&endThread, own};
+    if (!platform::callAtThreadExit(&own->atExit)) {
+        delete own;
+        return noCaches;
+    }
+    threadCaches = own->caches;
+    return threadCaches;
 }
 
-// The slot that allocateSlot hands out when the thread's own list is empty: the list is refilled from
-// the spare list or the shared store first. Kept out of line, so that the common case is a few
-// instructions with nothing to save and restore.
-[[gnu::noinline]] void* refillAndAllocate(const ObjectPool& pool, ThreadCache& cache) {
-    startThread();
+// The slot that allocateSlot hands out when the thread's own list of pools[index] is empty: the
+// list is refilled from the spare list or the shared store first. Kept out of line, so that the
+// common case is a few instructions with nothing to save and restore.
+[[gnu::noinline]] void* refillAndAllocate(std::size_t index) {
+    const ObjectPool& pool = pools[index];
+    ThreadCache* const caches = ownCaches();
     std::size_t count = pool.slotsPerBlock;
-    if (cache.spare != nullptr) {
-        cache.head = cache.spare;
-        cache.spare = nullptr;
+    FreeSlot* list = nullptr;
+    if (caches != noCaches && caches[index].spare != nullptr) {
+        list = caches[index].spare;
+        caches[index].spare = nullptr;
     } else {
-        cache.head = takeList(pool, count);
+        list = takeList(pool, count);
     }
-    FreeSlot* const slot = cache.head;
-    cache.head = nextOf(slot, pool.slotSize);
+    FreeSlot* const slot = list;
+    list = nextOf(slot, pool.slotSize);
     --count;
-    if (threadEnded) {
+    if (caches == noCaches) {
         // Past the thread's end nothing would hand a list back: the rest goes back at once.
-        returnList(pool, cache.head);
-        cache.head = nullptr;
-        cache.room = 0;
+        returnList(pool, list);
     } else {
-        cache.room = pool.slotsPerBlock - count;
+        caches[index].head = list;
+        caches[index].room = pool.slotsPerBlock - count;
     }
     unpoison(slot, pool.slotSize);
     return slot;
 }
 
-// Releases slot when the thread's list has no room: on the thread's first use of the pool, or when
-// the list is full (it becomes the spare, and a spare already held goes back to the store), or
-// after the thread's end (the slot goes straight back). Out of line for the same reason as
-// refillAndAllocate.
-[[gnu::noinline]] void releaseWithoutRoom(const ObjectPool& pool, ThreadCache& cache, FreeSlot* slot) noexcept {
+// Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
+// the pool, or when the list is full (it becomes the spare, and a spare already held goes back to
+// the store), or after the thread's end (the slot goes straight back). Out of line for the same
+// reason as refillAndAllocate.
+[[gnu::noinline]] void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
+    const ObjectPool& pool = pools[index];
     link(slot, nullptr, pool.slotSize);
-    if (threadEnded) {
+    ThreadCache* const caches = ownCaches();
+    if (caches == noCaches) {
         returnList(pool, slot);
         return;
     }
-    startThread();
+    ThreadCache& cache = caches[index];
     if (cache.head != nullptr) {
         returnList(pool, cache.spare);
         cache.spare = cache.head;
@@ -298,7 +317,7 @@ void* allocateSlot(std::size_t size) {
     if (size > slotSize) return ::operator new(size);
     ThreadCache& cache = threadCaches[poolIndex<T>()];
     FreeSlot* slot = cache.head;
-    if (slot == nullptr) return refillAndAllocate(pools[poolIndex<T>()], cache);
+    if (slot == nullptr) return refillAndAllocate(poolIndex<T>());
     cache.head = nextOf(slot, slotSize);
     ++cache.room;
     unpoison(slot, slotSize);
@@ -316,7 +335,7 @@ void releaseSlot(void* object, std::size_t size) noexcept {
     ThreadCache& cache = threadCaches[poolIndex<T>()];
     auto* slot = static_cast<FreeSlot*>(object);
     if (cache.room == 0) {
-        releaseWithoutRoom(pools[poolIndex<T>()], cache, slot);
+        releaseWithoutRoom(poolIndex<T>(), slot);
         return;
     }
     link(slot, cache.head, slotSize);
