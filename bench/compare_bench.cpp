@@ -1,19 +1,23 @@
 // KpXml side by side with pugixml, tinyxml2 and libxml2, measured in one run and printed as one
-// Markdown table with KpXml's ratio to each peer:
+// Markdown table with KpXml's ratio to each peer, followed by a table of instruction counts of
+// KpXml and pugixml under valgrind's callgrind:
 //
 //   tools/install-deps.sh --bench
 //   cmake --preset bench && cmake --build --preset bench -j2 && build/bench/bin/kpxml_bench
 //
-// Documents are generated in KpXml's own writing style (records with attributes, numeric leaves
-// and text that needs escaping, indented by two spaces, with the declaration line). Every time is
-// the median of several samples taken after a warm-up run; a sample repeats the work until it
-// lasts at least 0.1 s. Times are processor time of this process (user and system), except for
-// saving to files, which is wall-clock time because it includes waiting for the disk. The machine
-// may be shared: compare ratios within one run only.
+// (`kpxml_bench WORDS` runs only the timed rows whose names contain WORDS; `kpxml_bench
+// instructions` only the instruction table.) Documents are generated in KpXml's own writing style
+// (see Documents.h). Every time is the median of several samples taken after a warm-up run; a
+// sample repeats the work until it lasts at least 0.1 s. Times are processor time of this process
+// (user and system), except for saving to files, which is wall-clock time because it includes
+// waiting for the disk. The machine may be shared: compare ratios within one run only.
 //
 // Parsing is timed from an std::istream over the document's bytes (no copy before the parse) up
-// to the destruction of the parsed tree. tinyxml2 and libxml2 parse from memory only: reading the
-// stream into a string is part of their work. Tree memory is the heap that the parsed tree holds.
+// to the destruction of the parsed tree, each library in a child process, once with malloc's
+// defaults (cold) and once with its trim and mmap thresholds pinned (warm). tinyxml2 and libxml2
+// parse from memory only: reading the stream into a string is part of their work. Tree memory is
+// the heap that the parsed tree holds, mapped blocks included; memory held after destruction is
+// the resident memory left after malloc_trim(0), measured in a fresh process.
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <malloc.h>

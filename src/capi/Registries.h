@@ -64,7 +64,10 @@ private:
 // a large parent indexes its children by name. Before it answers, the index checks in constant time
 // that the parent's child list is the one it indexed: the same change count of the parent (see
 // NodeAccess), the same storage and length, and for a name it found, the same child at the same
-// place with that name. Threads building their own trees share nothing with it.
+// place with that name. (Not seen: an assignment through a reference to the list taken before the
+// index was built that keeps the length and the child found in its place, while another child of
+// that name moves before it; the answer is then still a child of that name.) Threads building their
+// own trees share nothing with it.
 class ChildNameIndex {
 public:
     KpXmlData* findChild(const KpXmlData& parent, const std::string& name);
