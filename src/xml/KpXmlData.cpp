@@ -79,14 +79,16 @@ void KpXmlData::flush() {
     if (pendingDeletions != nullptr) {
         // Within the deletion of a subtree nothing is counted: the node goes too, and is reported
         // to the hook.
+        std::vector<KpXmlData*>& pending = *pendingDeletions;
+        const std::size_t listed = pending.size();
         try {
             // One at a time: most nodes have one child or a few, which a range insert takes longer
             // to set up than to copy.
-            std::vector<KpXmlData*>& pending = *pendingDeletions;
             for (auto child = children.rbegin(); child != children.rend(); ++child) pending.push_back(*child);
             children.clear();
             return;
         } catch (const std::bad_alloc&) {
+            pending.resize(listed);  // those listed before the failure stay in children
             // No memory to list them: this node's subtree goes leaf by leaf, which needs none.
             // Each round walks down from here, so this is slow for deep trees, but it cannot fail.
             while (!children.empty()) {
