@@ -22,7 +22,6 @@
 #include <libxml/tree.h>
 #include <malloc.h>
 #include <sys/utsname.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -53,6 +52,46 @@
 namespace {
 
 using bench::TextStream;
+
+std::string temporaryPath(const char* name) {
+    const char* directory = std::getenv("TMPDIR");
+    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
+           std::to_string(getpid()) + "-" + name;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+// The path of this program (for valgrind, which would read /proc/self/exe as its own).
+std::string ownPath() {
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string("kpxml_bench");
+}
+
+// The whole file at path, read in one piece into a string of its size.
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::string text(static_cast<std::size_t>(std::max<std::streamoff>(0, in.tellg())), '\0');
+    in.seekg(0);
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    return text;
+}
+
+// Runs this program again with arguments, in a fresh process whose heap no earlier work has
+// shaped, and reads the number it prints; nothing when it printed none (it crashed).
+std::optional<double> inFreshProcess(const std::string& arguments) {
+    std::fflush(stdout);
+    const std::string command = "'" + ownPath() + "' " + arguments;
+    FILE* const child = popen(command.c_str(), "r");
+    if (child == nullptr) return std::nullopt;
+    double value = 0;
+    const bool read = std::fscanf(child, "%lf", &value) == 1;
+    pclose(child);
+    if (!read) return std::nullopt;
+    return value;
+}
 
 std::string readAll(std::istream& in) {
     std::ostringstream out;
@@ -158,31 +197,6 @@ struct Cell {
     std::string note;
 };
 
-// Runs measure in a child process, so that a library that crashes on the input cannot end the run.
-Cell isolated(const std::function<std::optional<double>()>& measure, const char* refusal) {
-    std::fflush(stdout);
-    int channel[2];
-    if (pipe(channel) != 0) return {std::nullopt, "no pipe"};
-    const pid_t child = fork();
-    if (child == 0) {
-        close(channel[0]);
-        const std::optional<double> result = measure();
-        const double sent = result ? *result : -1.0;
-        const ssize_t written = write(channel[1], &sent, sizeof sent);
-        _exit(written == sizeof sent ? 0 : 1);
-    }
-    close(channel[1]);
-    double received = -1.0;
-    const ssize_t got = read(channel[0], &received, sizeof received);
-    close(channel[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) return {std::nullopt, "crash"};
-    if (got != sizeof received) return {std::nullopt, "failed"};
-    if (received < 0) return {std::nullopt, refusal};
-    return {received, ""};
-}
-
 // ---------------------------------------------------------------------------------------------
 // The table
 
@@ -215,7 +229,7 @@ std::string targetText(const char* what, std::optional<double> achieved, double 
         return text;
     }
     const bool met = better == Better::Higher ? *achieved >= limit : *achieved <= limit;
-    std::snprintf(text, sizeof text, "%s %s %.1f: %.2f, %s", what, better == Better::Higher ? ">=" : "<=", limit,
+    std::snprintf(text, sizeof text, "%s %s %g: %.2f, %s", what, better == Better::Higher ? ">=" : "<=", limit,
                   *achieved, met ? "met" : "NOT met");
     return text;
 }
@@ -256,9 +270,9 @@ std::optional<double> parseSeconds(const Library& lib, const std::string& text) 
     return seconds;
 }
 
-// How the heap behaves during a parse row. Cold: malloc's defaults, as in a fresh process, so the
-// memory that a destroyed tree frees goes back to the system and the next parse faults it in
-// again. Warm: the trim and mmap thresholds pinned, as in a process that parses more than once.
+// How the heap stands during a parse row. Cold: the first parse in a fresh process, with malloc's
+// defaults, so every page of the tree is faulted in. Warm: the median of repeated parses, with the
+// trim and mmap thresholds pinned, as in a process that parses more than once.
 enum class Heap { Cold, Warm };
 
 const char* heapName(Heap heap) {
@@ -272,22 +286,65 @@ void pinHeapThresholds() {
     mallopt(M_MMAP_THRESHOLD, 32 << 20);
 }
 
-// Time per parse in the given unit (or MB/s when unit is 0), for every library, each measured in a
-// child process with the heap as asked, so that one library's heap does not shape another's and a
-// library that crashes on the input cannot end the run.
+// Time per parse in the given unit (or MB/s when unit is 0) by lib, with the heap as asked; -1
+// when lib refused the document.
+double parseValue(const Library& lib, const std::string& text, Heap heap, double unit) {
+    std::optional<double> seconds;
+    if (heap == Heap::Warm) {
+        pinHeapThresholds();
+        seconds = parseSeconds(lib, text);
+    } else {
+        // The process's first parse: every page of the tree is fresh.
+        const double start = now(Timing::Processor);
+        TextStream stream(text);
+        const bool refused = lib.parse(stream.in) == nullptr;
+        if (!refused) seconds = now(Timing::Processor) - start;
+    }
+    if (!seconds) return -1;
+    return unit == 0 ? megabytes(text.size()) / *seconds : *seconds / unit;
+}
+
+// Internal: parseValue for the document in the file at path, in a fresh process started by
+// parseRow; prints the value.
+int printParseValue(const std::string& path, const std::string& library, Heap heap, double unit) {
+    const std::string text = readFile(path);
+    for (const Library& lib : libraries()) {
+        if (library != lib.name) continue;
+        std::printf("%.17g\n", parseValue(lib, text, heap, unit));
+        return 0;
+    }
+    return 2;
+}
+
+// parseValue for every library, each in a fresh process running this program, so that the heap
+// is as the row says (no earlier work has filled it or moved malloc's thresholds) and a library
+// that crashes on the input cannot end the run.
 Row parseRow(const std::string& label, const std::string& text, Heap heap, double unit, const char* refusal = "refused") {
     progress(label);
     Row row{label, unit == 0 ? Better::Higher : Better::Lower, {}, ""};
+    const std::string path = temporaryPath("parse.xml");
+    writeFile(path, text);
+    char unitText[32];
+    std::snprintf(unitText, sizeof unitText, "%.17g", unit);
     for (const Library& lib : libraries()) {
-        row.cells.push_back(isolated(
-            [&]() -> std::optional<double> {
-                if (heap == Heap::Warm) pinHeapThresholds();
-                const std::optional<double> seconds = parseSeconds(lib, text);
-                if (!seconds) return std::nullopt;
-                return unit == 0 ? megabytes(text.size()) / *seconds : *seconds / unit;
-            },
-            refusal));
+        // Cold: the median of three processes' first parse; warm: one process's median.
+        std::vector<double> values;
+        const char* note = "";
+        for (int run = 0; run < (heap == Heap::Cold ? 3 : 1) && *note == '\0'; ++run) {
+            const std::optional<double> value =
+                inFreshProcess("--parse '" + path + "' " + lib.name + " " + heapName(heap) + " " + unitText);
+            if (!value) {
+                note = "crash";
+            } else if (*value < 0) {
+                note = refusal;
+            } else {
+                values.push_back(*value);
+            }
+        }
+        std::sort(values.begin(), values.end());
+        row.cells.push_back(*note != '\0' ? Cell{std::nullopt, note} : Cell{values[values.size() / 2], ""});
     }
+    std::remove(path.c_str());
     return row;
 }
 
@@ -303,16 +360,6 @@ Row memoryRow(const std::string& label, const std::string& text) {
         row.cells.push_back(parsed ? Cell{static_cast<double>(after - before) / (1 << 20), ""} : Cell{std::nullopt, "refused"});
     }
     return row;
-}
-
-std::string temporaryPath(const char* name) {
-    const char* directory = std::getenv("TMPDIR");
-    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
-           std::to_string(getpid()) + "-" + name;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 // The process's resident memory in bytes.
@@ -351,33 +398,26 @@ std::optional<double> heldAfterDestroy(const Library& lib, const std::string& te
 // Internal: heldAfterDestroy for the document in the file at path, in a fresh process started by
 // heldAfterDestroyRow, whose heap no earlier work has shaped; prints the percentage, or -1.
 int printHeldAfterDestroy(const std::string& path, const std::string& library, bool acrossThreads) {
-    // Read in one piece, into a string of the file's size.
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    std::string text(static_cast<std::size_t>(in.tellg()), '\0');
-    in.seekg(0);
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    const std::string text = readFile(path);
     for (const Library& lib : libraries()) {
         if (library != lib.name) continue;
         const std::optional<double> held = heldAfterDestroy(lib, text, acrossThreads);
-        std::printf("%f\n", held ? *held : -1.0);
+        std::printf("%.17g\n", held ? *held : -1.0);
         return 0;
     }
     return 2;
 }
 
-// heldAfterDestroy for every library, each in a fresh process running this program (self).
-Row heldAfterDestroyRow(const std::string& label, const std::string& self, const std::string& text, bool acrossThreads) {
+// heldAfterDestroy for every library, each in a fresh process.
+Row heldAfterDestroyRow(const std::string& label, const std::string& text, bool acrossThreads) {
     progress(label);
     Row row{label, Better::Lower, {}, ""};
     const std::string path = temporaryPath("held.xml");
     writeFile(path, text);
     for (const Library& lib : libraries()) {
-        const std::string command = "'" + self + "' --held '" + path + "' " + lib.name + (acrossThreads ? " threads" : " same");
-        FILE* const child = popen(command.c_str(), "r");
-        double held = -1;
-        if (child == nullptr || std::fscanf(child, "%lf", &held) != 1) held = -1;
-        if (child != nullptr) pclose(child);
-        row.cells.push_back(held >= 0 ? Cell{held, ""} : Cell{std::nullopt, "failed"});
+        const std::optional<double> held =
+            inFreshProcess("--held '" + path + "' " + lib.name + (acrossThreads ? " threads" : " same"));
+        row.cells.push_back(held && *held >= 0 ? Cell{*held, ""} : Cell{std::nullopt, "failed"});
     }
     std::remove(path.c_str());
     return row;
@@ -484,18 +524,15 @@ void setTarget(Row& row, const char* what, std::size_t peer, double limit) {
 
 }  // namespace
 
-// The path of this program (for valgrind, which would read /proc/self/exe as its own).
-std::string ownPath() {
-    char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string("kpxml_bench");
-}
-
 int main(int argc, char** argv) {
     // Internal: one parse counted under callgrind (see Instructions.h).
     if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneParse(argv[2], argv[3]);
     // Internal: one measurement of memory held after destruction, in a fresh process.
     if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
+    // Internal: one parse row's cell, in a fresh process.
+    if (argc == 6 && std::string(argv[1]) == "--parse") {
+        return printParseValue(argv[2], argv[3], std::string(argv[4]) == "warm" ? Heap::Warm : Heap::Cold, std::atof(argv[5]));
+    }
     // An optional argument picks the rows whose names contain it; "instructions" picks the
     // instruction table, which runs only then or when there is no argument.
     const std::string only = argc > 1 ? argv[1] : "";
@@ -601,7 +638,7 @@ int main(int argc, char** argv) {
             std::string("memory held after destroying a parsed 50 MB document (RSS after malloc_trim), % of the tree's, ") +
             (acrossThreads ? "destroyed on another thread" : "same thread");
         if (!wanted(heldLabel)) continue;
-        rows.push_back(heldAfterDestroyRow(heldLabel, ownPath(), mb50, acrossThreads));
+        rows.push_back(heldAfterDestroyRow(heldLabel, mb50, acrossThreads));
         rows.back().target = targetText("KpXml's own", rows.back().cells[0].value, 5.0, Better::Lower);
     }
 
