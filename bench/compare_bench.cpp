@@ -1,24 +1,27 @@
 // KpXml side by side with pugixml, tinyxml2 and libxml2, measured in one run and printed as one
-// Markdown table with KpXml's ratio to each peer:
+// Markdown table with KpXml's ratio to each peer, followed by a table of instruction counts of
+// KpXml and pugixml under valgrind's callgrind:
 //
 //   tools/install-deps.sh --bench
 //   cmake --preset bench && cmake --build --preset bench -j2 && build/bench/bin/kpxml_bench
 //
-// Documents are generated in KpXml's own writing style (records with attributes, numeric leaves
-// and text that needs escaping, indented by two spaces, with the declaration line). Every time is
-// the median of several samples taken after a warm-up run; a sample repeats the work until it
-// lasts at least 0.1 s. Times are processor time of this process (user and system), except for
-// saving to files, which is wall-clock time because it includes waiting for the disk. The machine
-// may be shared: compare ratios within one run only.
+// (`kpxml_bench WORDS` runs only the timed rows whose names contain WORDS; `kpxml_bench
+// instructions` only the instruction table.) Documents are generated in KpXml's own writing style
+// (see Documents.h). Every time is the median of several samples taken after a warm-up run; a
+// sample repeats the work until it lasts at least 0.1 s. Times are processor time of this process
+// (user and system), except for saving to files, which is wall-clock time because it includes
+// waiting for the disk. The machine may be shared: compare ratios within one run only.
 //
 // Parsing is timed from an std::istream over the document's bytes (no copy before the parse) up
-// to the destruction of the parsed tree. tinyxml2 and libxml2 parse from memory only: reading the
-// stream into a string is part of their work. Tree memory is the heap that the parsed tree holds.
+// to the destruction of the parsed tree, each library in a child process, once with malloc's
+// defaults (cold) and once with its trim and mmap thresholds pinned (warm). tinyxml2 and libxml2
+// parse from memory only: reading the stream into a string is part of their work. Tree memory is
+// the heap that the parsed tree holds, mapped blocks included; memory held after destruction is
+// the resident memory left after malloc_trim(0), measured in a fresh process.
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <malloc.h>
 #include <sys/utsname.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -26,6 +29,9 @@
 #include <kpxml/KpXmlApi.h>
 
 #include "xml/ObjectPool.h"
+
+#include "Documents.h"
+#include "Instructions.h"
 
 #include <algorithm>
 #include <chrono>
@@ -37,7 +43,7 @@
 #include <memory>
 #include <optional>
 #include <pugixml.hpp>
-#include <random>
+#include <thread>
 #include <sstream>
 #include <string>
 #include <tinyxml2.h>
@@ -45,89 +51,47 @@
 
 namespace {
 
-// ---------------------------------------------------------------------------------------------
-// Documents
+using bench::TextStream;
 
-// A document like the files KpXml writes, with about targetBytes bytes.
-std::string generatedDocument(std::size_t targetBytes) {
-    constexpr std::size_t sampleRecords = 200;
-    std::mt19937 random(12345);
-    KpXmlTree tree("project");
-    tree.setIndent("  ");
-    KpXmlData* root = tree.getRoot();
-    root->setAttribute("version", 3);
-    std::size_t records = sampleRecords;
-    for (std::size_t record = 0; record < records; ++record) {
-        KpXmlData* item = root->createChild("record");
-        item->setAttribute("id", static_cast<int>(record));
-        item->setAttribute("name", "item " + std::to_string(record) + " <" + std::to_string(random() % 1000) + ">");
-        item->setAttribute("weight", static_cast<double>(random() % 100000) / 7.0);
-        for (const char* axis : {"X", "Y", "Z"}) {
-            KpXmlDataUtil::setChildData(item, axis, static_cast<double>(random() % 1000000) / 1000.0, "%.3f");
-        }
-        item->createChild("note")->setData("load case " + std::to_string(random() % 50) + " & margin");
-        if (record + 1 == sampleRecords) {
-            // Enough records for the wanted size, judged by the first ones.
-            std::ostringstream sample;
-            tree.putToStream(sample, true);
-            const double perRecord = static_cast<double>(sample.tellp()) / sampleRecords;
-            records = std::max<std::size_t>(1, static_cast<std::size_t>(static_cast<double>(targetBytes) / perRecord));
-            if (records < sampleRecords) {
-                std::vector<KpXmlData*>& children = root->getChildren();
-                for (std::size_t i = records; i < children.size(); ++i) delete children[i];
-                children.resize(records);
-            }
-        }
-    }
-    std::ostringstream out;
-    tree.putToStream(out, true);
-    return std::move(out).str();
+std::string temporaryPath(const char* name) {
+    const char* directory = std::getenv("TMPDIR");
+    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
+           std::to_string(getpid()) + "-" + name;
 }
 
-// One root with count children, as KpXml writes it.
-std::string wideDocument(std::size_t count) {
-    std::string text = "<?xml version=\"1.0\"?>\n<list>\n";
-    for (std::size_t i = 0; i < count; ++i) text += "  <item id=\"" + std::to_string(i) + "\" />\n";
-    text += "</list>\n";
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+// The path of this program (for valgrind, which would read /proc/self/exe as its own).
+std::string ownPath() {
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string("kpxml_bench");
+}
+
+// The whole file at path, read in one piece into a string of its size.
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::string text(static_cast<std::size_t>(std::max<std::streamoff>(0, in.tellg())), '\0');
+    in.seekg(0);
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
     return text;
 }
 
-// depth elements nested in each other, as KpXml writes them without indentation.
-std::string deepDocument(std::size_t depth) {
-    std::string text = "<?xml version=\"1.0\"?>\n";
-    text.reserve(text.size() + depth * 9);
-    for (std::size_t i = 1; i < depth; ++i) text += "<n>\n";
-    text += "<n />\n";
-    for (std::size_t i = 1; i < depth; ++i) text += "</n>\n";
-    return text;
+// Runs this program again with arguments, in a fresh process whose heap no earlier work has
+// shaped, and reads the number it prints; nothing when it printed none (it crashed).
+std::optional<double> inFreshProcess(const std::string& arguments) {
+    std::fflush(stdout);
+    const std::string command = "'" + ownPath() + "' " + arguments;
+    FILE* const child = popen(command.c_str(), "r");
+    if (child == nullptr) return std::nullopt;
+    double value = 0;
+    const bool read = std::fscanf(child, "%lf", &value) == 1;
+    pclose(child);
+    if (!read) return std::nullopt;
+    return value;
 }
-
-// An input stream over text that is not copied; it can be positioned anywhere, as a string stream can.
-class TextViewBuffer : public std::streambuf {
-public:
-    explicit TextViewBuffer(const std::string& text) {
-        char* begin = const_cast<char*>(text.data());
-        setg(begin, begin, begin + text.size());
-    }
-
-protected:
-    pos_type seekoff(off_type offset, std::ios_base::seekdir way, std::ios_base::openmode) override {
-        const off_type base = way == std::ios_base::beg ? 0 : way == std::ios_base::cur ? gptr() - eback() : egptr() - eback();
-        const off_type target = base + offset;
-        if (target < 0 || target > egptr() - eback()) return pos_type(off_type(-1));
-        setg(eback(), eback() + target, egptr());
-        return pos_type(target);
-    }
-    pos_type seekpos(pos_type position, std::ios_base::openmode which) override {
-        return seekoff(off_type(position), std::ios_base::beg, which);
-    }
-};
-
-struct TextStream {
-    explicit TextStream(const std::string& text) : buffer(text), in(&buffer) {}
-    TextViewBuffer buffer;
-    std::istream in;
-};
 
 std::string readAll(std::istream& in) {
     std::ostringstream out;
@@ -216,10 +180,11 @@ double megabytes(std::size_t bytes) {
     return static_cast<double>(bytes) / 1e6;
 }
 
-// Heap bytes in use; memory in KpXml's pools counts only where its slots are in use, since freed
-// slots stay with the pools.
+// Heap bytes in use, blocks that malloc mapped on their own (hblkhd) included; memory in KpXml's
+// pools counts only where its slots are in use, since a block with free slots stays with the pool.
 std::size_t heapInUse() {
-    std::size_t bytes = mallinfo2().uordblks;
+    const struct mallinfo2 info = mallinfo2();
+    std::size_t bytes = info.uordblks + info.hblkhd;
     for (const KpXml::detail::ObjectPool* pool : {&KpXml::detail::nodePool(), &KpXml::detail::attributePool()}) {
         bytes = bytes - pool->bytesReserved() + pool->bytesInUse();
     }
@@ -231,31 +196,6 @@ struct Cell {
     std::optional<double> value;
     std::string note;
 };
-
-// Runs measure in a child process, so that a library that crashes on the input cannot end the run.
-Cell isolated(const std::function<std::optional<double>()>& measure, const char* refusal) {
-    std::fflush(stdout);
-    int channel[2];
-    if (pipe(channel) != 0) return {std::nullopt, "no pipe"};
-    const pid_t child = fork();
-    if (child == 0) {
-        close(channel[0]);
-        const std::optional<double> result = measure();
-        const double sent = result ? *result : -1.0;
-        const ssize_t written = write(channel[1], &sent, sizeof sent);
-        _exit(written == sizeof sent ? 0 : 1);
-    }
-    close(channel[1]);
-    double received = -1.0;
-    const ssize_t got = read(channel[0], &received, sizeof received);
-    close(channel[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) return {std::nullopt, "crash"};
-    if (got != sizeof received) return {std::nullopt, "failed"};
-    if (received < 0) return {std::nullopt, refusal};
-    return {received, ""};
-}
 
 // ---------------------------------------------------------------------------------------------
 // The table
@@ -289,7 +229,7 @@ std::string targetText(const char* what, std::optional<double> achieved, double 
         return text;
     }
     const bool met = better == Better::Higher ? *achieved >= limit : *achieved <= limit;
-    std::snprintf(text, sizeof text, "%s %s %.1f: %.2f, %s", what, better == Better::Higher ? ">=" : "<=", limit,
+    std::snprintf(text, sizeof text, "%s %s %g: %.2f, %s", what, better == Better::Higher ? ">=" : "<=", limit,
                   *achieved, met ? "met" : "NOT met");
     return text;
 }
@@ -330,35 +270,81 @@ std::optional<double> parseSeconds(const Library& lib, const std::string& text) 
     return seconds;
 }
 
-// Parse throughput in MB/s, for every library.
-Row parseRow(const std::string& label, const std::string& text) {
-    progress(label);
-    Row row{label, Better::Higher, {}, ""};
-    for (const Library& lib : libraries()) {
-        const std::optional<double> seconds = parseSeconds(lib, text);
-        row.cells.push_back(seconds ? Cell{megabytes(text.size()) / *seconds, ""} : Cell{std::nullopt, "refused"});
-    }
-    return row;
+// How the heap stands during a parse row. Cold: the first parse in a fresh process, with malloc's
+// defaults, so every page of the tree is faulted in. Warm: the median of repeated parses, with the
+// trim and mmap thresholds pinned, as in a process that parses more than once.
+enum class Heap { Cold, Warm };
+
+const char* heapName(Heap heap) {
+    return heap == Heap::Cold ? "cold" : "warm";
 }
 
-// Time per parse in the given unit, for every library; where a library may crash on the input,
-// each measures in a child process.
-Row timedParseRow(const std::string& label, const std::string& text, double unit, bool mayCrash) {
-    progress(label);
-    Row row{label, Better::Lower, {}, ""};
-    for (const Library& lib : libraries()) {
-        const auto measure = [&]() -> std::optional<double> {
-            const std::optional<double> seconds = parseSeconds(lib, text);
-            if (!seconds) return std::nullopt;
-            return *seconds / unit;
-        };
-        if (mayCrash) {
-            row.cells.push_back(isolated(measure, "depth limit"));
-        } else {
-            const std::optional<double> value = measure();
-            row.cells.push_back(value ? Cell{value, ""} : Cell{std::nullopt, "refused"});
-        }
+// Pins malloc's thresholds: freed memory stays in the heap, and blocks up to 32 MiB (the largest
+// threshold malloc takes) come from the heap rather than from a mapping of their own.
+void pinHeapThresholds() {
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+}
+
+// Time per parse in the given unit (or MB/s when unit is 0) by lib, with the heap as asked; -1
+// when lib refused the document.
+double parseValue(const Library& lib, const std::string& text, Heap heap, double unit) {
+    std::optional<double> seconds;
+    if (heap == Heap::Warm) {
+        pinHeapThresholds();
+        seconds = parseSeconds(lib, text);
+    } else {
+        // The process's first parse: every page of the tree is fresh.
+        const double start = now(Timing::Processor);
+        TextStream stream(text);
+        const bool refused = lib.parse(stream.in) == nullptr;
+        if (!refused) seconds = now(Timing::Processor) - start;
     }
+    if (!seconds) return -1;
+    return unit == 0 ? megabytes(text.size()) / *seconds : *seconds / unit;
+}
+
+// Internal: parseValue for the document in the file at path, in a fresh process started by
+// parseRow; prints the value.
+int printParseValue(const std::string& path, const std::string& library, Heap heap, double unit) {
+    const std::string text = readFile(path);
+    for (const Library& lib : libraries()) {
+        if (library != lib.name) continue;
+        std::printf("%.17g\n", parseValue(lib, text, heap, unit));
+        return 0;
+    }
+    return 2;
+}
+
+// parseValue for every library, each in a fresh process running this program, so that the heap
+// is as the row says (no earlier work has filled it or moved malloc's thresholds) and a library
+// that crashes on the input cannot end the run.
+Row parseRow(const std::string& label, const std::string& text, Heap heap, double unit, const char* refusal = "refused") {
+    progress(label);
+    Row row{label, unit == 0 ? Better::Higher : Better::Lower, {}, ""};
+    const std::string path = temporaryPath("parse.xml");
+    writeFile(path, text);
+    char unitText[32];
+    std::snprintf(unitText, sizeof unitText, "%.17g", unit);
+    for (const Library& lib : libraries()) {
+        // Cold: the median of three processes' first parse; warm: one process's median.
+        std::vector<double> values;
+        const char* note = "";
+        for (int run = 0; run < (heap == Heap::Cold ? 3 : 1) && *note == '\0'; ++run) {
+            const std::optional<double> value =
+                inFreshProcess("--parse '" + path + "' " + lib.name + " " + heapName(heap) + " " + unitText);
+            if (!value) {
+                note = "crash";
+            } else if (*value < 0) {
+                note = refusal;
+            } else {
+                values.push_back(*value);
+            }
+        }
+        std::sort(values.begin(), values.end());
+        row.cells.push_back(*note != '\0' ? Cell{std::nullopt, note} : Cell{values[values.size() / 2], ""});
+    }
+    std::remove(path.c_str());
     return row;
 }
 
@@ -373,6 +359,67 @@ Row memoryRow(const std::string& label, const std::string& text) {
         const std::size_t after = heapInUse();
         row.cells.push_back(parsed ? Cell{static_cast<double>(after - before) / (1 << 20), ""} : Cell{std::nullopt, "refused"});
     }
+    return row;
+}
+
+// The process's resident memory in bytes.
+std::size_t residentBytes() {
+    std::ifstream statm("/proc/self/statm");
+    std::size_t pages = 0;
+    std::size_t resident = 0;
+    statm >> pages >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// The resident memory still held after a parsed tree is destroyed, in percent of what the tree
+// held, each measured after malloc_trim(0). Across threads: parsed on this thread, destroyed on
+// another. Nothing when lib refused.
+std::optional<double> heldAfterDestroy(const Library& lib, const std::string& text, bool acrossThreads) {
+    malloc_trim(0);
+    const double before = static_cast<double>(residentBytes());
+    std::shared_ptr<void> parsed;
+    {
+        TextStream stream(text);
+        parsed = lib.parse(stream.in);
+    }
+    if (parsed == nullptr) return std::nullopt;
+    malloc_trim(0);
+    const double withTree = static_cast<double>(residentBytes());
+    if (acrossThreads) {
+        std::thread([&parsed] { parsed.reset(); }).join();
+    } else {
+        parsed.reset();
+    }
+    malloc_trim(0);
+    const double after = static_cast<double>(residentBytes());
+    return std::max(0.0, 100 * (after - before) / (withTree - before));
+}
+
+// Internal: heldAfterDestroy for the document in the file at path, in a fresh process started by
+// heldAfterDestroyRow, whose heap no earlier work has shaped; prints the percentage, or -1.
+int printHeldAfterDestroy(const std::string& path, const std::string& library, bool acrossThreads) {
+    const std::string text = readFile(path);
+    for (const Library& lib : libraries()) {
+        if (library != lib.name) continue;
+        const std::optional<double> held = heldAfterDestroy(lib, text, acrossThreads);
+        std::printf("%.17g\n", held ? *held : -1.0);
+        return 0;
+    }
+    return 2;
+}
+
+// heldAfterDestroy for every library, each in a fresh process.
+Row heldAfterDestroyRow(const std::string& label, const std::string& text, bool acrossThreads) {
+    progress(label);
+    Row row{label, Better::Lower, {}, ""};
+    const std::string path = temporaryPath("held.xml");
+    writeFile(path, text);
+    for (const Library& lib : libraries()) {
+        const std::optional<double> held =
+            inFreshProcess("--held '" + path + "' " + lib.name + (acrossThreads ? " threads" : " same"));
+        row.cells.push_back(held && *held >= 0 ? Cell{*held, ""} : Cell{std::nullopt, "failed"});
+    }
+    std::remove(path.c_str());
     return row;
 }
 
@@ -423,16 +470,6 @@ Row writeRow(const std::string& label, const std::string& text) {
                              ""});
     }
     return row;
-}
-
-std::string temporaryPath(const char* name) {
-    const char* directory = std::getenv("TMPDIR");
-    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
-           std::to_string(getpid()) + "-" + name;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 // Saving to a file through XML_Write_Tree (temporary file, flush to disk, rename) against the
@@ -488,43 +525,72 @@ void setTarget(Row& row, const char* what, std::size_t peer, double limit) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // An optional argument picks the rows whose names contain it.
+    // Internal: one parse counted under callgrind (see Instructions.h).
+    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneParse(argv[2], argv[3]);
+    // Internal: one measurement of memory held after destruction, in a fresh process.
+    if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
+    // Internal: one parse row's cell, in a fresh process.
+    if (argc == 6 && std::string(argv[1]) == "--parse") {
+        return printParseValue(argv[2], argv[3], std::string(argv[4]) == "warm" ? Heap::Warm : Heap::Cold, std::atof(argv[5]));
+    }
+    // An optional argument picks the rows whose names contain it; "instructions" picks the
+    // instruction table, which runs only then or when there is no argument.
     const std::string only = argc > 1 ? argv[1] : "";
     const auto wanted = [&](const std::string& row) { return row.find(only) != std::string::npos; };
+    if (only == "instructions") {
+        bench::printInstructionTable(ownPath());
+        return 0;
+    }
     xmlInitParser();
     std::fprintf(stderr, "generating documents\n");
-    const std::string small = generatedDocument(2 * 1024);
-    const std::string mb1 = generatedDocument(1000 * 1000);
-    const std::string mb10 = generatedDocument(10 * 1000 * 1000);
-    const std::string mb100 = generatedDocument(100 * 1000 * 1000);
+    const std::string small = bench::generatedDocument(2 * 1024);
+    const std::string mb1 = bench::generatedDocument(1000 * 1000);
+    const std::string mb10 = bench::generatedDocument(10 * 1000 * 1000);
+    const std::string mb50 = bench::generatedDocument(50 * 1000 * 1000);
+    const std::string mb100 = bench::generatedDocument(100 * 1000 * 1000);
+    const std::string wide = bench::wideDocument(1000000);
+    const std::string deep = bench::deepDocument(1000000);
     std::fprintf(stderr, "measuring\n");
 
     std::vector<Row> rows;
-    auto label = [](const char* what, const std::string& text) {
-        return std::string(what) + " (" + formatValue(megabytes(text.size())) + " MB), MB/s";
-    };
-    if (wanted("parse from std::istream")) {
-        rows.push_back(parseRow(label("parse from std::istream", mb1), mb1));
-        rows.push_back(parseRow(label("parse from std::istream", mb10), mb10));
-        setTarget(rows.back(), "pugixml", 1, 0.6);
-    }
-    double istreamSpeed = 0;
-    if (wanted("parse from std::istream") || wanted("XML_Read_Tree")) {
-        Row& parse100 = rows.emplace_back(parseRow(label("parse from std::istream", mb100), mb100));
-        setTarget(parse100, "pugixml", 1, 0.6);
-        istreamSpeed = *parse100.cells[0].value;
-    }
-
     const std::string smallLabel = "parse a " + std::to_string(small.size()) + "-byte document, µs";
-    if (wanted(smallLabel)) {
-        Row smallRow = timedParseRow(smallLabel, small, 1e-6, false);
-        // For a time, the speed ratio is the peer's time over KpXml's.
-        const std::optional<double> smallRatio = ratio(smallRow, 1);
-        smallRow.target = targetText("speed vs pugixml", smallRatio ? std::optional<double>(1 / *smallRatio) : std::nullopt,
-                                     0.5, Better::Higher);
-        rows.push_back(smallRow);
+    const std::string wideLabel = "parse one root with 1,000,000 children, ms";
+    const std::string deepLabel = "parse 1,000,000 nesting levels, ms";
+    double istreamSpeed = 0;
+    for (const Heap heap : {Heap::Cold, Heap::Warm}) {
+        const auto label = [&](const std::string& what) { return what + ", " + heapName(heap); };
+        const auto sized = [&](const std::string& text) {
+            return label("parse from std::istream (" + formatValue(megabytes(text.size())) + " MB), MB/s");
+        };
+        for (const std::string* text : {&mb1, &mb10, &mb100}) {
+            const bool forReadTree = text == &mb100 && heap == Heap::Warm && wanted("XML_Read_Tree");
+            if (!wanted(sized(*text)) && !forReadTree) continue;
+            rows.push_back(parseRow(sized(*text), *text, heap, 0));
+            if (text != &mb1 && heap == Heap::Warm) setTarget(rows.back(), "pugixml", 1, 0.55);
+            if (text == &mb100 && heap == Heap::Warm && rows.back().cells[0].value) istreamSpeed = *rows.back().cells[0].value;
+        }
+        if (wanted(label(smallLabel))) {
+            Row smallRow = parseRow(label(smallLabel), small, heap, 1e-6);
+            if (heap == Heap::Warm) {
+                // For a time, the speed ratio is the peer's time over KpXml's.
+                const std::optional<double> smallRatio = ratio(smallRow, 1);
+                smallRow.target = targetText("speed vs pugixml", smallRatio ? std::optional<double>(1 / *smallRatio) : std::nullopt,
+                                             0.5, Better::Higher);
+            }
+            rows.push_back(smallRow);
+        }
+        if (wanted(label(wideLabel))) {
+            rows.push_back(parseRow(label(wideLabel), wide, heap, 1e-3));
+            if (heap == Heap::Warm) setTarget(rows.back(), "pugixml", 1, 2.0);
+        }
+        if (wanted(label(deepLabel))) {
+            rows.push_back(parseRow(label(deepLabel), deep, heap, 1e-3, "depth limit"));
+            if (heap == Heap::Warm) setTarget(rows.back(), "pugixml", 1, 2.0);
+        }
     }
 
+    // The rows below run in this process, warm.
+    pinHeapThresholds();
     // The C interface's files: the document read from a plain file, saved (CR LF), read back.
     const std::string plainPath = temporaryPath("plain.xml");
     const std::string crlfPath = temporaryPath("crlf.xml");
@@ -533,9 +599,9 @@ int main(int argc, char** argv) {
     XML_Read_Tree(tree, plainPath.c_str());
     std::remove(plainPath.c_str());
     XML_Write_Tree(tree, crlfPath.c_str());
-    if (wanted("XML_Read_Tree")) {
+    if (wanted("XML_Read_Tree") && istreamSpeed > 0) {
         progress("XML_Read_Tree");
-        Row row{"`XML_Read_Tree` of the 100 MB document as a CR LF file, MB/s", Better::Higher, {}, ""};
+        Row row{"`XML_Read_Tree` of the 100 MB document as a CR LF file, MB/s, warm", Better::Higher, {}, ""};
         row.cells.push_back({megabytes(mb100.size()) / medianSeconds([&] { XML_Read_Tree(tree, crlfPath.c_str()); }), ""});
         row.cells.resize(libraries().size(), Cell{std::nullopt, ""});
         row.target = targetText("KpXml's istream parse", *row.cells[0].value / istreamSpeed, 0.8, Better::Higher);
@@ -544,7 +610,7 @@ int main(int argc, char** argv) {
     std::remove(crlfPath.c_str());
 
     if (wanted("write to std::ostringstream")) {
-        rows.push_back(writeRow("write to std::ostringstream (100 MB), MB/s", mb100));
+        rows.push_back(writeRow("write to std::ostringstream (100 MB), MB/s, warm", mb100));
         setTarget(rows.back(), "pugixml", 1, 1.0);
     }
 
@@ -557,33 +623,28 @@ int main(int argc, char** argv) {
         document.putToStream(out, true);
         unindented = std::move(out).str();
     }
-    const std::string saveLabel = "safe save `XML_Write_Tree` incl. flush to disk vs the peers' file saving, MB/s";
+    const std::string saveLabel = "safe save `XML_Write_Tree` incl. flush to disk vs the peers' file saving, MB/s, warm";
     if (wanted(saveLabel)) {
         rows.push_back(safeSaveRow(saveLabel, unindented, tree));
-        setTarget(rows.back(), "pugixml `save_file`", 1, 0.8);
+        setTarget(rows.back(), "pugixml `save_file`", 1, 1.0);
     }
     XML_Delete_Tree(tree);
 
-    const std::string memoryLabel = "tree memory for the 100 MB document, MiB";
-    if (wanted(memoryLabel)) {
-        rows.push_back(memoryRow(memoryLabel, mb100));
-        setTarget(rows.back(), "pugixml", 1, 1.2);
-    }
+    const std::string memoryLabel = "tree memory for the 100 MB document (mmapped blocks included), MiB";
+    if (wanted(memoryLabel)) rows.push_back(memoryRow(memoryLabel, mb100));
 
-    const std::string wideLabel = "parse one root with 1,000,000 children, ms";
-    if (wanted(wideLabel)) {
-        rows.push_back(timedParseRow(wideLabel, wideDocument(1000000), 1e-3, false));
-        setTarget(rows.back(), "pugixml", 1, 2.0);
-    }
-
-    const std::string deepLabel = "parse 1,000,000 nesting levels, ms";
-    if (wanted(deepLabel)) {
-        rows.push_back(timedParseRow(deepLabel, deepDocument(1000000), 1e-3, true));
-        setTarget(rows.back(), "pugixml", 1, 2.0);
+    for (const bool acrossThreads : {false, true}) {
+        const std::string heldLabel =
+            std::string("memory held after destroying a parsed 50 MB document (RSS after malloc_trim), % of the tree's, ") +
+            (acrossThreads ? "destroyed on another thread" : "same thread");
+        if (!wanted(heldLabel)) continue;
+        rows.push_back(heldAfterDestroyRow(heldLabel, mb50, acrossThreads));
+        rows.back().target = targetText("KpXml's own", rows.back().cells[0].value, 5.0, Better::Lower);
     }
 
     std::printf("Machine: %s\n", machine().c_str());
     printTable(rows);
     xmlCleanupParser();
+    if (only.empty()) bench::printInstructionTable(ownPath());
     return 0;
 }

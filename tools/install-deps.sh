@@ -6,7 +6,8 @@
 #                                    module (Linux build)
 #   tools/install-deps.sh --windows  also mingw-w64 and Wine (Windows build and its tests)
 #   tools/install-deps.sh --clang    also clang (the build that turns every warning into an error)
-#   tools/install-deps.sh --bench    also Google Benchmark and the peer libraries it compares with
+#   tools/install-deps.sh --bench    also Google Benchmark, the peer libraries it compares with and
+#                                    valgrind (its instruction counts)
 #   tools/install-deps.sh --fuzz     also clang with libFuzzer
 set -euo pipefail
 
@@ -15,7 +16,7 @@ for arg in "$@"; do
   case "$arg" in
     --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;
     --clang) packages+=(clang) ;;
-    --bench) packages+=(libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev) ;;
+    --bench) packages+=(libbenchmark-dev libpugixml-dev libtinyxml2-dev libxml2-dev valgrind) ;;
     --fuzz) packages+=(clang libclang-rt-14-dev) ;;
     *) echo "usage: $0 [--windows] [--clang] [--bench] [--fuzz]" >&2; exit 2 ;;
   esac

@@ -3,12 +3,17 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlExport.h"
+
+namespace KpXml::detail {
+class NodeAccess;
+}
 
 // One element of a tree: a name, a text, ordered attributes and ordered children, and a link to
 // its parent. A node owns its attributes and children and deletes them with itself. All values
@@ -176,9 +181,15 @@ private:
     KpXmlData* parent;
     std::vector<KpXmlData*> children;
     std::vector<KpXmlAttributeData*> attributes;
+    // The two flags side by side, and the change count in the padding after them: 144 bytes a node.
     bool entityFlag;
-    void* pointer;
     bool expand;
+    // Counts the times this node's child list was handed out for modification or changed, or a
+    // child renamed (it wraps around); indexes of the children by name check it.
+    std::uint32_t childListChanges;
+    void* pointer;
+
+    friend class KpXml::detail::NodeAccess;
 };
 
 #endif

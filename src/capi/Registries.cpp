@@ -61,25 +61,39 @@ void TreeRegistry::remove(int handle) {
     entries.erase(found);
 }
 
+bool ChildNameIndex::describes(const KpXmlData& parent) const {
+    const std::vector<KpXmlData*>& children = parent.getChildren();
+    return &parent == lastParent && NodeAccess::childListChanges(parent) == changes && children.data() == storage &&
+           children.size() == size;
+}
+
 KpXmlData* ChildNameIndex::findChild(const KpXmlData& parent, const std::string& name) {
     constexpr std::size_t indexedSize = 64;  // smaller child lists are simply scanned
-    const std::uint64_t now = childListVersion();
-    if (&parent != lastParent || now != version) {
+    const std::vector<KpXmlData*>& children = parent.getChildren();
+    if (!describes(parent)) {
         clear();
         lastParent = &parent;
-        version = now;
+        changes = NodeAccess::childListChanges(parent);
+        storage = children.data();
+        size = children.size();
         return parent.findChild(name);
     }
-    const std::vector<KpXmlData*>& children = parent.getChildren();
     if (children.size() < indexedSize) return parent.findChild(name);
     if (!built) {
-        for (KpXmlData* child : children) {
-            if (child != nullptr) firstByName.emplace(child->getName(), child);  // the first of a name stays
+        for (std::size_t position = 0; position < children.size(); ++position) {
+            KpXmlData* const child = children[position];
+            // The first of a name stays.
+            if (child != nullptr) firstByName.emplace(child->getName(), Entry{child, position});
         }
         built = true;
     }
     const auto found = firstByName.find(name);
-    return found != firstByName.end() ? found->second : nullptr;
+    if (found == firstByName.end()) return nullptr;
+    const Entry entry = found->second;
+    if (children[entry.position] == entry.child && entry.child->getName() == name) return entry.child;
+    // The list was changed in place through a reference handed out before: index it again.
+    clear();
+    return findChild(parent, name);
 }
 
 void ChildNameIndex::forget(const KpXmlData* node) {
@@ -90,11 +104,13 @@ void ChildNameIndex::forget(const KpXmlData* node) {
     if (!built) return;
     // The node's name is still intact: its destruction has only just begun.
     const auto found = firstByName.find(node->getName());
-    if (found != firstByName.end() && found->second == node) clear();
+    if (found != firstByName.end() && found->second.child == node) clear();
 }
 
 void ChildNameIndex::clear() {
     lastParent = nullptr;
+    storage = nullptr;
+    size = 0;
     built = false;
     firstByName.clear();
 }

@@ -61,8 +61,13 @@ private:
 
 // Finds a parent's first child of a name. Searching one parent again and again (as when its
 // children are enumerated by name) takes constant time per search: the second search in a row of
-// a large parent indexes its children by name, and the index lasts while no child list or name
-// changes anywhere and neither the parent nor an indexed child is destroyed.
+// a large parent indexes its children by name. Before it answers, the index checks in constant time
+// that the parent's child list is the one it indexed: the same change count of the parent (see
+// NodeAccess), the same storage and length, and for a name it found, the same child at the same
+// place with that name. (Not seen: an assignment through a reference to the list taken before the
+// index was built that keeps the length and the child found in its place, while another child of
+// that name moves before it; the answer is then still a child of that name.) Threads building their
+// own trees share nothing with it.
 class ChildNameIndex {
 public:
     KpXmlData* findChild(const KpXmlData& parent, const std::string& name);
@@ -70,12 +75,22 @@ public:
     void forget(const KpXmlData* node);
 
 private:
+    // Whether the index was built from parent's child list as it is now.
+    bool describes(const KpXmlData& parent) const;
     void clear();
 
+    struct Entry {
+        KpXmlData* child;
+        std::size_t position;
+    };
     const KpXmlData* lastParent = nullptr;
-    std::uint64_t version = 0;
+    std::uint32_t changes = 0;
+    KpXmlData* const* storage = nullptr;
+    std::size_t size = 0;
     bool built = false;
-    std::unordered_map<std::string_view, KpXmlData*> firstByName;
+    // Names copied: a child renamed without its parent knowing (one added to the list directly,
+    // whose parent pointer is not set) must not change a key in place.
+    std::unordered_map<std::string, Entry> firstByName;
 };
 
 // All state of the C interface, alive from the first call to the end of the process.

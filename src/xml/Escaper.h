@@ -68,6 +68,14 @@ inline char* Escaper::write(char* out, const char* text, std::size_t size, bool 
         std::memcpy(&group, start, 4);
         return (pairClass[group & 0xFFFFu] & pairClass[group >> 16] & passMask) != 0;
     };
+    // What the stores ahead rely on, true at the top of each loop round: every byte before p has
+    // been written, and out - start <= (p - text) * maxExpansion(), so that with n bytes of text left
+    // there are at least n * maxExpansion() bytes of room from out.
+    // - A group of four is stored before it is checked: the round needs end - p >= 4, so the store
+    //   stays inside the room even when every byte of the group turns out to need no output at all.
+    // - When a group fails, the bytes of it before the failing one are already stored in place (one
+    //   output byte each), so out only moves past them; the failing byte's replacement overwrites
+    //   the rest of the store.
     const char* p = text;
     const char* const end = text + size;
     // Most bytes (names, numbers, words) pass: four at a time, each group with one load and one store.
@@ -85,8 +93,10 @@ inline char* Escaper::write(char* out, const char* text, std::size_t size, bool 
     }
     if (p == end) return out;
     // Fewer than four bytes are left. When the four bytes that end the text all pass, those before
-    // p among them went out unchanged, one output byte each: the group is stored again where the
-    // first of them went.
+    // p among them (end - 4 to p) went out unchanged, one output byte each, and were the last bytes
+    // written: out steps back over them and the four are stored again from the first of them. This
+    // needs size >= 4 (end - 4 inside the text), and it writes only where output went already or is
+    // due: it ends exactly where the byte-by-byte tail would.
     if (size >= 4 && passes(end - 4)) {
         out -= p - (end - 4);
         std::memcpy(out, end - 4, 4);

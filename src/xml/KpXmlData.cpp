@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -20,16 +21,11 @@ namespace {
 [[gnu::tls_model("initial-exec")]] thread_local std::vector<KpXmlData*>* pendingDeletions = nullptr;
 
 std::atomic<KpXml::detail::NodeDestroyedHook> nodeDestroyedHook{nullptr};
-std::atomic<std::uint64_t> childListChanges{0};
 
 // Asks the processor to start loading the cache lines of an object of size bytes at first.
 void prefetchObject(const char* first, std::size_t size) {
     for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(first + offset);
     __builtin_prefetch(first + size - 1);
-}
-
-void childListChanged() {
-    childListChanges.fetch_add(1, std::memory_order_relaxed);
 }
 
 // The first child named childName whose attribute attrName passes test.
@@ -51,7 +47,7 @@ KpXmlData::KpXmlData() : KpXmlData(std::string(), nullptr) {}
 KpXmlData::KpXmlData(const std::string& initialName) : KpXmlData(initialName, nullptr) {}
 
 KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
-    : name(initialName), parent(initialParent), entityFlag(true), pointer(nullptr), expand(false) {}
+    : name(initialName), parent(initialParent), entityFlag(true), expand(false), childListChanges(0), pointer(nullptr) {}
 
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
@@ -60,11 +56,11 @@ KpXmlData::~KpXmlData() {
 
 void KpXmlData::setName(const std::string& newName) {
     name = newName;
-    childListChanged();
+    if (parent != nullptr) ++parent->childListChanges;
 }
 
 std::vector<KpXmlData*>& KpXmlData::getChildren() {
-    childListChanged();  // the caller may change the list
+    ++childListChanges;  // the caller may change the list
     return children;
 }
 
@@ -81,13 +77,18 @@ void KpXmlData::flush() {
     if (children.empty()) return;
 
     if (pendingDeletions != nullptr) {
-        // Within the deletion of a subtree the change is not counted again: the flush that began
-        // it has counted it, and every node deleted from here on is reported to the hook.
+        // Within the deletion of a subtree nothing is counted: the node goes too, and is reported
+        // to the hook.
+        std::vector<KpXmlData*>& pending = *pendingDeletions;
+        const std::size_t listed = pending.size();
         try {
-            pendingDeletions->insert(pendingDeletions->end(), children.rbegin(), children.rend());
+            // One at a time: most nodes have one child or a few, which a range insert takes longer
+            // to set up than to copy.
+            for (auto child = children.rbegin(); child != children.rend(); ++child) pending.push_back(*child);
             children.clear();
             return;
         } catch (const std::bad_alloc&) {
+            pending.resize(listed);  // those listed before the failure stay in children
             // No memory to list them: this node's subtree goes leaf by leaf, which needs none.
             // Each round walks down from here, so this is slow for deep trees, but it cannot fail.
             while (!children.empty()) {
@@ -100,11 +101,12 @@ void KpXmlData::flush() {
             return;
         }
     }
-    childListChanged();
+    ++childListChanges;
     // Taking over the child list needs no memory, so a destructor never fails for want of it.
     std::vector<KpXmlData*> ownChildren;
     ownChildren.swap(children);
     std::vector<KpXmlData*> pending;
+    const KpXml::detail::BlockReleaseDeferral deferral;
     pendingDeletions = &pending;
     const std::size_t count = ownChildren.size();
     for (std::size_t i = 0; i < count; ++i) {
@@ -131,7 +133,7 @@ void KpXmlData::flush() {
 
 void KpXmlData::addChild(KpXmlData* child) {
     children.push_back(child);
-    childListChanged();
+    ++childListChanges;
     if (child != nullptr) child->parent = this;
 }
 
@@ -208,7 +210,7 @@ void KpXmlData::remove(const std::string& childName) {
     if (found == children.end()) return;
     KpXmlData* child = *found;
     children.erase(found);
-    childListChanged();
+    ++childListChanges;
     delete child;
 }
 
@@ -242,6 +244,3 @@ KpXml::detail::NodeDestroyedHook KpXml::detail::setNodeDestroyedHook(NodeDestroy
     return nodeDestroyedHook.exchange(hook);
 }
 
-std::uint64_t KpXml::detail::childListVersion() {
-    return childListChanges.load(std::memory_order_relaxed);
-}

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-class KpXmlData;
+#include "kpxml/KpXmlData.h"
 
 namespace KpXml::detail {
 
@@ -14,10 +14,14 @@ using NodeDestroyedHook = void (*)(const KpXmlData* node);
 // Installs the hook (null: none) and returns the previous one.
 NodeDestroyedHook setNodeDestroyedHook(NodeDestroyedHook hook);
 
-// A number that changes whenever any node's child list or name may have changed (a child added or
-// removed, a rename, the child list handed out for modification). While it stays the same, an
-// index of children by name stays valid.
-std::uint64_t childListVersion();
+// What the library's own code reads of a node beyond its public interface.
+class NodeAccess {
+public:
+    // A number that changes whenever node's child list is changed through the node, handed out for
+    // modification, or one of its children is renamed. A change made later through a child list
+    // handed out earlier does not change it: an index of the children checks the list itself too.
+    static std::uint32_t childListChanges(const KpXmlData& node) { return node.childListChanges; }
+};
 
 }  // namespace KpXml::detail
 

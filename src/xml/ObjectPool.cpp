@@ -1,13 +1,14 @@
 #include "xml/ObjectPool.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <new>
 #include <type_traits>
-#include <vector>
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
+#include "platform/ThreadExit.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
@@ -15,9 +16,6 @@
 
 namespace KpXml::detail {
 namespace {
-
-// Free slots travel between threads and the shared store in batches of this many.
-constexpr std::size_t batchSize = 256;
 
 struct FreeSlot {
     FreeSlot* next;
@@ -56,38 +54,74 @@ void link(FreeSlot* slot, FreeSlot* next, std::size_t size) noexcept {
     poison(slot, size);
 }
 
-// What all threads share: batches of free slots, and every block ever made (kept, so that slots
-// stay reachable for leak checkers and reusable for the life of the process).
-struct SharedStore {
-    std::mutex mutex;
-    std::vector<FreeSlot*> batches;
-    std::vector<void*> blocks;
+// The head of every block, aligned to blockBytes: what the shared store knows of the block. Read
+// and written only with the store's mutex held.
+struct Block {
+    FreeSlot* freeSlots;     // the block's slots that the store holds
+    std::size_t handedOut;   // slots out of the block: in use, or in some thread's free list
+    Block* previous;         // neighbours in the store's list of blocks with free slots
+    Block* next;
 };
 
-// A thread's own free slots: the list it takes from and gives to, and at most one full batch in
-// reserve, so that slots move to and from the shared store a whole batch at a time without walking
-// a list. Plain data: a thread that ends leaves at most two batches behind.
-struct ThreadCache {
-    FreeSlot* head;
-    std::size_t count;  // slots in the list at head
-    FreeSlot* spare;    // a list of batchSize slots, or null
-};
+// The slots start one cache line into the block.
+constexpr std::size_t headerBytes = 64;
+static_assert(sizeof(Block) <= headerBytes && headerBytes % alignof(std::max_align_t) == 0);
+static_assert((blockBytes & (blockBytes - 1)) == 0, "a slot's block is its address with the low bits cleared");
 
-// Slots are as large as the object rounded up to its own alignment (not to the largest one), so
-// that no byte of a slot is wasted.
-template <typename T>
-constexpr std::size_t slotSizeOf() {
-    return (sizeof(T) + alignof(T) - 1) / alignof(T) * alignof(T);
+Block* blockOf(const FreeSlot* slot) noexcept {
+    return reinterpret_cast<Block*>(reinterpret_cast<std::uintptr_t>(slot) & ~std::uintptr_t{blockBytes - 1});
 }
 
-// The pools; index 0 holds nodes, 1 attributes.
+// What all threads share: the blocks with free slots, in a list, and counts for the statistics.
+struct SharedStore {
+    std::mutex mutex;
+    Block* withFreeSlots = nullptr;
+    Block* empty = nullptr;     // blocks kept while a thread defers their release, last emptied first
+    std::size_t blocks = 0;     // blocks the pool holds
+    std::size_t handedOut = 0;  // the sum of their handedOut
+};
+
+// A thread's own free slots of one pool: the list it takes from and gives to, and at most one more
+// full list in reserve, so that a thread that allocates and releases around the list's limit does
+// not go to the store every time. A list holds at most a block's worth of slots (slotsPerBlock).
+struct ThreadCache {
+    FreeSlot* head;
+    // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
+    std::size_t room;
+    FreeSlot* spare;  // a list of slotsPerBlock slots, or null
+};
+
+template <typename T>
+constexpr std::size_t slotsPerBlockOf() {
+    return (blockBytes - headerBytes) / sizeof(T);
+}
+
+// The pools; index 0 holds nodes, 1 attributes. A slot is the object's own size: sizeof is a
+// multiple of the alignment, so consecutive slots are aligned.
 constexpr std::size_t poolCount = 2;
-ObjectPool pools[poolCount] = {ObjectPool(slotSizeOf<KpXmlData>()), ObjectPool(slotSizeOf<KpXmlAttributeData>())};
-// Initial-exec: the caches sit at a fixed offset from the thread pointer, so reaching them takes one
-// instruction instead of a call to look the library's thread storage up on every allocation and
-// release. They are small enough for the room the loader keeps for this even when the library is
+ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
+                               ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
+// This thread's caches, made on its first use of a pool and deleted when it ends, which hands
+// their lists back. On the heap, and reached at the thread's end through the system's own record
+// of the thread (see callAtThreadExit): where thread storage is emulated (mingw-w64), a thread's
+// thread_local variables may be gone by the time anything runs at its end.
+struct OwnCaches {
+    ThreadCache caches[poolCount] = {};
+    platform::ThreadExitCall atExit{};
+};
+
+// Where each thread's caches pointer starts and ends: no slots and no room, so that both fast
+// paths turn to the slow ones, which never write here.
+ThreadCache noCaches[poolCount] = {};
+// Initial-exec: the pointer sits at a fixed offset from the thread pointer, so reaching the caches
+// takes two loads instead of a call to look the library's thread storage up on every allocation
+// and release. It is small enough for the room the loader keeps for this even when the library is
 // loaded at run time.
-[[gnu::tls_model("initial-exec")]] thread_local ThreadCache threadCaches[poolCount];
+[[gnu::tls_model("initial-exec")]] thread_local ThreadCache* threadCaches = noCaches;
+// Whether the thread has handed its lists back at its end.
+[[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
+// The number of BlockReleaseDeferral objects alive on this thread.
+[[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
 
 SharedStore& sharedStore(const ObjectPool& pool) {
     // Never destroyed: blocks must outlive every static object that may still hold a node.
@@ -95,77 +129,177 @@ SharedStore& sharedStore(const ObjectPool& pool) {
     return stores[&pool - pools];
 }
 
-ThreadCache& threadCache(const ObjectPool& pool) {
-    return threadCaches[&pool - pools];
+void unlinkBlock(SharedStore& store, Block* block) noexcept {
+    if (block->previous != nullptr) {
+        block->previous->next = block->next;
+    } else {
+        store.withFreeSlots = block->next;
+    }
+    if (block->next != nullptr) block->next->previous = block->previous;
+    block->previous = nullptr;
+    block->next = nullptr;
 }
 
-// A batch from the shared store, or a new block's worth of slots.
-[[gnu::noinline]] FreeSlot* takeBatch(const ObjectPool& pool) {
+void releaseBlock(SharedStore& store, Block* block) noexcept {
+    --store.blocks;
+    unpoison(block, blockBytes);
+    ::operator delete(block, std::align_val_t{blockBytes});
+}
+
+// Gives the slots of list back to their blocks; a block whose slots are all back goes back to the
+// heap. Nothing for an empty list.
+void returnList(const ObjectPool& pool, FreeSlot* list) noexcept {
+    if (list == nullptr) return;
     SharedStore& store = sharedStore(pool);
-    {
-        const std::lock_guard<std::mutex> lock(store.mutex);
-        if (!store.batches.empty()) {
-            FreeSlot* batch = store.batches.back();
-            store.batches.pop_back();
-            return batch;
+    const std::lock_guard<std::mutex> lock(store.mutex);
+    while (list != nullptr) {
+        FreeSlot* const slot = list;
+        list = nextOf(slot, pool.slotSize);
+        Block* const block = blockOf(slot);
+        --store.handedOut;
+        // Slots come back mostly in runs of one block, whose header stays in the cache.
+        if (--block->handedOut == 0) {
+            if (block->freeSlots != nullptr) unlinkBlock(store, block);
+            if (deferrals != 0) {
+                block->freeSlots = nullptr;
+                block->next = store.empty;
+                store.empty = block;
+            } else {
+                releaseBlock(store, block);
+            }
+            continue;
         }
+        if (block->freeSlots == nullptr) {
+            // The block has free slots again: first in the list, so that it fills up soonest.
+            block->next = store.withFreeSlots;
+            if (block->next != nullptr) block->next->previous = block;
+            store.withFreeSlots = block;
+        }
+        link(slot, block->freeSlots, pool.slotSize);
+        block->freeSlots = slot;
     }
-    const std::size_t size = pool.slotSize;
-    auto* block = static_cast<unsigned char*>(::operator new(size * batchSize));
-    try {
-        const std::lock_guard<std::mutex> lock(store.mutex);
-        store.blocks.push_back(block);
-    } catch (...) {
-        // No room to record the block: give it back rather than lose it.
-        ::operator delete(block);
-        throw;
-    }
+}
+
+// Links every slot of the block at memory into a list in address order; returns its head.
+FreeSlot* linkSlots(const ObjectPool& pool, unsigned char* memory) noexcept {
     FreeSlot* head = nullptr;
-    for (std::size_t i = batchSize; i-- > 0;) {
-        auto* slot = reinterpret_cast<FreeSlot*>(block + i * size);
-        link(slot, head, size);
+    for (std::size_t i = pool.slotsPerBlock; i-- > 0;) {
+        auto* slot = reinterpret_cast<FreeSlot*>(memory + headerBytes + i * pool.slotSize);
+        link(slot, head, pool.slotSize);
         head = slot;
     }
     return head;
 }
 
-// Hands a full batch to the shared store.
-[[gnu::noinline]] void giveBatch(const ObjectPool& pool, FreeSlot* batch) noexcept {
+// All free slots of a block that has some, or a new block's; sets count to their number.
+FreeSlot* takeList(const ObjectPool& pool, std::size_t& count) {
     SharedStore& store = sharedStore(pool);
-    try {
+    {
         const std::lock_guard<std::mutex> lock(store.mutex);
-        store.batches.push_back(batch);
-    } catch (...) {
-        // No room to record the batch: it stays unused, still inside its block.
+        if (Block* block = store.empty) {
+            // A whole block, not given back yet: its slots are linked again below.
+            store.empty = block->next;
+            block->next = nullptr;
+            block->handedOut = pool.slotsPerBlock;
+            store.handedOut += pool.slotsPerBlock;
+            count = pool.slotsPerBlock;
+            return linkSlots(pool, reinterpret_cast<unsigned char*>(block));
+        }
+        if (Block* block = store.withFreeSlots) {
+            unlinkBlock(store, block);
+            count = pool.slotsPerBlock - block->handedOut;
+            store.handedOut += count;
+            block->handedOut = pool.slotsPerBlock;
+            FreeSlot* const list = block->freeSlots;
+            block->freeSlots = nullptr;
+            return list;
+        }
     }
+    auto* const memory = static_cast<unsigned char*>(::operator new(blockBytes, std::align_val_t{blockBytes}));
+    new (memory) Block{nullptr, pool.slotsPerBlock, nullptr, nullptr};
+    FreeSlot* const head = linkSlots(pool, memory);
+    const std::lock_guard<std::mutex> lock(store.mutex);
+    ++store.blocks;
+    store.handedOut += pool.slotsPerBlock;
+    count = pool.slotsPerBlock;
+    return head;
 }
 
-// The slot that allocateSlot hands out when the thread's own list is empty: the list is refilled from
-// the spare batch or the shared store first. Kept out of line, so that the common case is a few
-// instructions with nothing to save and restore.
-[[gnu::noinline]] void* refillAndAllocate(const ObjectPool& pool, ThreadCache& cache) {
-    if (cache.spare != nullptr) {
-        cache.head = cache.spare;
-        cache.spare = nullptr;
-    } else {
-        cache.head = takeBatch(pool);
+// Hands the lists of the caches at own back and deletes them; from then on the thread's slots go
+// straight to the store and back.
+void endThread(void* own) {
+    auto* const ended = static_cast<OwnCaches*>(own);
+    for (std::size_t index = 0; index < poolCount; ++index) {
+        returnList(pools[index], ended->caches[index].head);
+        returnList(pools[index], ended->caches[index].spare);
     }
-    cache.count = batchSize;
-    FreeSlot* slot = cache.head;
-    cache.head = nextOf(slot, pool.slotSize);
-    --cache.count;
+    delete ended;
+    threadCaches = noCaches;
+    threadEnded = true;
+}
+
+// The thread's own caches, made on its first call; noCaches after the thread's end, or when there
+// is no memory for them or no way to hand them back at the thread's end.
+ThreadCache* ownCaches() noexcept {
+    if (threadCaches != noCaches || threadEnded) return threadCaches;
+    auto* const own = new (std::nothrow) OwnCaches;
+    if (own == nullptr) return noCaches;
+    own->atExit = platform::ThreadExitCall{&endThread, own};
+    if (!platform::callAtThreadExit(&own->atExit)) {
+        delete own;
+        return noCaches;
+    }
+    threadCaches = own->caches;
+    return threadCaches;
+}
+
+// The slot that allocateSlot hands out when the thread's own list of pools[index] is empty: the
+// list is refilled from the spare list or the shared store first. Kept out of line, so that the
+// common case is a few instructions with nothing to save and restore.
+[[gnu::noinline]] void* refillAndAllocate(std::size_t index) {
+    const ObjectPool& pool = pools[index];
+    ThreadCache* const caches = ownCaches();
+    std::size_t count = pool.slotsPerBlock;
+    FreeSlot* list = nullptr;
+    if (caches != noCaches && caches[index].spare != nullptr) {
+        list = caches[index].spare;
+        caches[index].spare = nullptr;
+    } else {
+        list = takeList(pool, count);
+    }
+    FreeSlot* const slot = list;
+    list = nextOf(slot, pool.slotSize);
+    --count;
+    if (caches == noCaches) {
+        // Past the thread's end nothing would hand a list back: the rest goes back at once.
+        returnList(pool, list);
+    } else {
+        caches[index].head = list;
+        caches[index].room = pool.slotsPerBlock - count;
+    }
     unpoison(slot, pool.slotSize);
     return slot;
 }
 
-// Releases slot when the thread's own list is a full batch: the list becomes the spare, and a
-// spare already held goes to the store. Out of line for the same reason as refillAndAllocate.
-[[gnu::noinline]] void releaseIntoNewList(const ObjectPool& pool, ThreadCache& cache, FreeSlot* slot) noexcept {
-    if (cache.spare != nullptr) giveBatch(pool, cache.spare);
-    cache.spare = cache.head;
+// Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
+// the pool, or when the list is full (it becomes the spare, and a spare already held goes back to
+// the store), or after the thread's end (the slot goes straight back). Out of line for the same
+// reason as refillAndAllocate.
+[[gnu::noinline]] void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
+    const ObjectPool& pool = pools[index];
     link(slot, nullptr, pool.slotSize);
+    ThreadCache* const caches = ownCaches();
+    if (caches == noCaches) {
+        returnList(pool, slot);
+        return;
+    }
+    ThreadCache& cache = caches[index];
+    if (cache.head != nullptr) {
+        returnList(pool, cache.spare);
+        cache.spare = cache.head;
+    }
     cache.head = slot;
-    cache.count = 1;
+    cache.room = pool.slotsPerBlock - 1;
 }
 
 // Where T's slots come from: its pool and this thread's cache of it.
@@ -179,20 +313,20 @@ constexpr std::size_t poolIndex() {
 
 template <typename T>
 void* allocateSlot(std::size_t size) {
-    constexpr std::size_t slotSize = slotSizeOf<T>();
+    constexpr std::size_t slotSize = sizeof(T);
     if (size > slotSize) return ::operator new(size);
     ThreadCache& cache = threadCaches[poolIndex<T>()];
     FreeSlot* slot = cache.head;
-    if (slot == nullptr) return refillAndAllocate(pools[poolIndex<T>()], cache);
+    if (slot == nullptr) return refillAndAllocate(poolIndex<T>());
     cache.head = nextOf(slot, slotSize);
-    --cache.count;
+    ++cache.room;
     unpoison(slot, slotSize);
     return slot;
 }
 
 template <typename T>
 void releaseSlot(void* object, std::size_t size) noexcept {
-    constexpr std::size_t slotSize = slotSizeOf<T>();
+    constexpr std::size_t slotSize = sizeof(T);
     if (object == nullptr) return;
     if (size > slotSize) {
         ::operator delete(object);
@@ -200,13 +334,13 @@ void releaseSlot(void* object, std::size_t size) noexcept {
     }
     ThreadCache& cache = threadCaches[poolIndex<T>()];
     auto* slot = static_cast<FreeSlot*>(object);
-    if (cache.count == batchSize) {
-        releaseIntoNewList(pools[poolIndex<T>()], cache, slot);
+    if (cache.room == 0) {
+        releaseWithoutRoom(poolIndex<T>(), slot);
         return;
     }
     link(slot, cache.head, slotSize);
     cache.head = slot;
-    ++cache.count;
+    --cache.room;
 }
 
 template void* allocateSlot<KpXmlData>(std::size_t size);
@@ -217,17 +351,32 @@ template void releaseSlot<KpXmlAttributeData>(void* object, std::size_t size) no
 std::size_t ObjectPool::bytesReserved() const {
     SharedStore& store = sharedStore(*this);
     const std::lock_guard<std::mutex> lock(store.mutex);
-    return store.blocks.size() * batchSize * slotSize;
+    return store.blocks * blockBytes;
 }
 
 std::size_t ObjectPool::bytesInUse() const {
     SharedStore& store = sharedStore(*this);
     const std::lock_guard<std::mutex> lock(store.mutex);
-    const std::size_t slots = store.blocks.size() * batchSize;
-    const ThreadCache& cache = threadCache(*this);
-    const std::size_t freeSlots =
-        store.batches.size() * batchSize + cache.count + (cache.spare != nullptr ? batchSize : 0);
-    return (slots - freeSlots) * slotSize;
+    const ThreadCache& cache = threadCaches[this - pools];
+    std::size_t ownFree = cache.spare != nullptr ? slotsPerBlock : 0;
+    if (cache.head != nullptr) ownFree += slotsPerBlock - cache.room;
+    return (store.handedOut - ownFree) * slotSize;
+}
+
+BlockReleaseDeferral::BlockReleaseDeferral() noexcept {
+    ++deferrals;
+}
+
+BlockReleaseDeferral::~BlockReleaseDeferral() {
+    if (--deferrals != 0) return;
+    for (const ObjectPool& pool : pools) {
+        SharedStore& store = sharedStore(pool);
+        const std::lock_guard<std::mutex> lock(store.mutex);
+        while (Block* block = store.empty) {
+            store.empty = block->next;
+            releaseBlock(store, block);
+        }
+    }
 }
 
 ObjectPool& nodePool() {

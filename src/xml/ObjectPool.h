@@ -6,23 +6,43 @@
 namespace KpXml::detail {
 
 // Memory for the library's many small objects of one size (nodes, attributes): slots carved from
-// large blocks, recycled through a per-thread free list, so that building and destroying a tree
-// costs little beyond touching its objects. Blocks are kept for reuse for the life of the process.
-// Objects larger than a slot (a caller's class derived from a node) go to the global heap.
+// blocks of blockBytes, recycled through a per-thread free list, so that building and destroying a
+// tree costs little beyond touching its objects. Each block counts the slots it has handed out and
+// goes back to the heap when all have returned; a thread keeps at most two blocks' worth of free
+// slots and hands them back when it ends. Objects larger than a slot (a caller's class derived from
+// a node) go to the global heap.
 class ObjectPool {
 public:
-    constexpr explicit ObjectPool(std::size_t objectSize) : slotSize(objectSize) {}
+    constexpr ObjectPool(std::size_t objectSize, std::size_t slotsInBlock)
+        : slotSize(objectSize), slotsPerBlock(slotsInBlock) {}
 
-    // Bytes of the blocks the pool has taken from the heap.
+    // Bytes of the blocks the pool holds now.
     std::size_t bytesReserved() const;
-    // Bytes of slots in use, counting as free only the shared store and the calling thread's own
-    // free list (exact while other threads hold no free slots, as in a single-threaded program).
+    // Bytes of slots in use, counting as free the blocks' own free slots and the calling thread's
+    // free lists (exact while other threads hold no free slots, as in a single-threaded program).
     std::size_t bytesInUse() const;
 
     ObjectPool(const ObjectPool&) = delete;
     ObjectPool& operator=(const ObjectPool&) = delete;
 
     const std::size_t slotSize;
+    const std::size_t slotsPerBlock;
+};
+
+// The size and alignment of every block: a slot's block is found from its address.
+constexpr std::size_t blockBytes = 32 * 1024;
+
+// While one lives on a thread, the blocks that empty there stay with the store, and go back to the
+// heap together when the last one ends (the last emptied first). A tree's destruction holds one:
+// glibc then merges the blocks with each other and the heap's top instead of sorting each into its
+// bins between the frees of the tree's small blocks (which would set off its consolidation of
+// them again and again).
+class BlockReleaseDeferral {
+public:
+    BlockReleaseDeferral() noexcept;
+    ~BlockReleaseDeferral();
+    BlockReleaseDeferral(const BlockReleaseDeferral&) = delete;
+    BlockReleaseDeferral& operator=(const BlockReleaseDeferral&) = delete;
 };
 
 // The pools of the two node classes.

@@ -73,6 +73,9 @@ public:
         : out(stream), indent(indentUnit), escaper(KpXml::detail::Escaper::forMap(entities, ownEscaper)) {
         if (!indent.empty()) growIndentRun(LineBuffer::slack);
     }
+    // Not copyable: escaper may refer to the writer's own ownEscaper.
+    NodeWriter(const NodeWriter&) = delete;
+    NodeWriter& operator=(const NodeWriter&) = delete;
 
     void write(const KpXmlData* top) {
         // One place opens elements, the top one included, so that the compiler can inline it.
@@ -182,7 +185,10 @@ private:
     char* appendIndent(char* at, std::size_t depth) {
         const std::size_t length = depth * indent.size();
         if (length == 0) return at;
-        if (length <= LineBuffer::slack) {
+        // A 16-byte block: the line buffer lets 16 bytes be written at at, and the run holds 16 bytes
+        // to read (the constructor made it at least slack long).
+        static_assert(LineBuffer::slack >= 16, "copyBlock16 writes 16 bytes where length were asked for");
+        if (length <= 16 && indentRun.size() >= 16) {
             copyBlock16(at, indentRun.data());
             return at + length;
         }

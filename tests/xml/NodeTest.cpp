@@ -1,7 +1,6 @@
 // The element node: its children and attributes, the searches and deletions, the attribute
-// record's comparisons, the node pool's paths that a single-threaded tree never takes (slots
-// released on another thread, nodes of a derived class too large for a slot), and the C
-// interface's index of children by name.
+// record's comparisons, the node pool (blocks given back, threads that end, nodes of a derived
+// class too large for a slot), and the C interface's index of children by name.
 
 #include "capi/Registries.h"
 #include "xml/ObjectPool.h"
@@ -96,19 +95,59 @@ TEST(AttributeDataTest, TextComparisonTakesEveryByteAndNumbersWithToleranceAreSt
     }
 }
 
-TEST(ObjectPoolTest, SlotsReleasedOnAnotherThreadAreReusedByTheFirst) {
-    std::vector<KpXmlData*> nodes(4096);
-    for (KpXmlData*& node : nodes) node = new KpXmlData("n");
-    std::thread([&nodes] {
-        for (KpXmlData* node : nodes) delete node;
-    }).join();
-    // The other thread kept at most two batches (of 256 slots) of free slots and passed on the rest,
-    // so taking half of them again here needs no new memory.
-    const std::size_t reserved = KpXml::detail::nodePool().bytesReserved();
-    std::vector<KpXmlData*> again(2048);
-    for (KpXmlData*& node : again) node = new KpXmlData("again");
-    EXPECT_EQ(KpXml::detail::nodePool().bytesReserved(), reserved);
-    for (const KpXmlData* node : again) delete node;
+// A tree of count children under one root.
+KpXmlData* wideTree(std::size_t count) {
+    auto* root = new KpXmlData("r");
+    for (std::size_t i = 0; i < count; ++i) root->createChild("c")->setAttribute("id", static_cast<int>(i));
+    return root;
+}
+
+// A block goes back to the heap once all its slots are free. A thread keeps at most two blocks'
+// worth of free slots for itself, which the slots released last (of the last blocks) fill, and
+// hands them back when it ends.
+TEST(ObjectPoolTest, BlocksGoBackToTheHeapWhenTheTreeIsDestroyedOnThisThreadOrAnother) {
+    using KpXml::detail::blockBytes;
+    constexpr std::size_t count = 20000;
+    const KpXml::detail::ObjectPool* pools[] = {&KpXml::detail::nodePool(), &KpXml::detail::attributePool()};
+    for (const bool acrossThreads : {false, true}) {
+        std::size_t before[2];
+        std::size_t inUse[2];
+        for (int i = 0; i < 2; ++i) {
+            before[i] = pools[i]->bytesReserved();
+            inUse[i] = pools[i]->bytesInUse();
+        }
+        KpXmlData* root = wideTree(count);
+        for (int i = 0; i < 2; ++i) ASSERT_EQ(pools[i]->bytesInUse(), inUse[i] + (count + 1 - i) * pools[i]->slotSize);
+        if (acrossThreads) {
+            std::thread([root] { delete root; }).join();
+        } else {
+            delete root;
+        }
+        for (int i = 0; i < 2; ++i) {
+            // What stays: the blocks of the slots in this thread's lists, which hold up to two blocks'
+            // worth (slots released last, or left from the tree's making), and the root's block.
+            EXPECT_LE(pools[i]->bytesReserved(), before[i] + 4 * blockBytes) << i << acrossThreads;
+            EXPECT_EQ(pools[i]->bytesInUse(), inUse[i]) << i << acrossThreads;
+        }
+    }
+}
+
+// Each short thread takes a block's free slots for its list and hands them back when it ends: a
+// thousand of them leave nothing behind.
+TEST(ObjectPoolTest, ShortThreadsHandTheirFreeSlotsBackWhenTheyEnd) {
+    const std::size_t before = KpXml::detail::nodePool().bytesReserved();
+    for (int i = 0; i < 1000; ++i) {
+        std::thread([] { delete new KpXmlData("n"); }).join();
+    }
+    EXPECT_EQ(KpXml::detail::nodePool().bytesReserved(), before);
+
+    // Threads that only release: made here, deleted there, one each.
+    const std::size_t attributesBefore = KpXml::detail::attributePool().bytesReserved();
+    std::vector<KpXmlAttributeData*> attributes(1000);
+    for (KpXmlAttributeData*& attribute : attributes) attribute = new KpXmlAttributeData("a", "1");
+    for (KpXmlAttributeData* attribute : attributes) std::thread([attribute] { delete attribute; }).join();
+    // What stays is the block whose free slots this thread holds in its list.
+    EXPECT_LE(KpXml::detail::attributePool().bytesReserved(), attributesBefore + KpXml::detail::blockBytes);
 }
 
 // A node with more state than a slot holds, which counts its own destruction.
@@ -155,6 +194,31 @@ TEST(ChildNameIndex, ForgetsAChildDestroyedThroughAChildListHeldFromBefore) {
     children.erase(children.begin() + 7);
     EXPECT_EQ(XML_Find_Child_Tag(root, "c7"), second);
     EXPECT_EQ(XML_Find_Child_Tag(root, "c8"), root + 9);
+    XML_Delete_Tree(tree);
+}
+
+// A child list handed out before the index is built and changed after it, without a call on the
+// parent in between: the index sees the list's new length, or that the child it found has moved.
+TEST(ChildNameIndex, SeesChangesMadeLaterThroughAChildListHeldFromBefore) {
+    const int tree = XML_Get_Tree("index");
+    const int root = XML_Create_Root_Tag(tree, "r");
+    for (int i = 0; i < 100; ++i) XML_Add_Child_Tag(root, ("c" + std::to_string(i)).c_str());
+    KpXmlData* const parent = KpXml::detail::capi::element(root);
+    std::vector<KpXmlData*>& children = parent->getChildren();
+    ASSERT_EQ(XML_Find_Child_Tag(root, "late"), -1);
+    ASSERT_EQ(XML_Find_Child_Tag(root, "late"), -1);  // indexed, as not there
+    KpXmlData* const late = new KpXmlData("late", parent);
+    children.push_back(late);
+    EXPECT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "late")), late);
+
+    ASSERT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "c5")), children[5]);
+    ASSERT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "c5")), children[5]);  // indexed
+    std::swap(children[5], children[6]);  // same length: the child found has moved
+    EXPECT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "c5")), children[6]);
+    children[20]->setName("c5");  // a rename of a child: its parent counts it
+    EXPECT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "c5")), children[6]);
+    std::swap(children[6], children[20]);
+    EXPECT_EQ(KpXml::detail::capi::element(XML_Find_Child_Tag(root, "c5")), children[6]);
     XML_Delete_Tree(tree);
 }
 

@@ -7,35 +7,16 @@
 
 #include <gtest/gtest.h>
 
+#include "FailingAllocation.h"
 #include "TestSupport.h"
 
-#include <cstdlib>
 #include <new>
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
 
-namespace {
-
-// The number of allocations still allowed before the next one fails; negative: no limit.
-long allocationsLeft = -1;
-
-void* allocate(std::size_t size) {
-    if (allocationsLeft == 0) throw std::bad_alloc();
-    if (allocationsLeft > 0) --allocationsLeft;
-    if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+using KpXml::test::allocationsLeft;
 
 namespace {
 

@@ -1,0 +1,136 @@
+#include "Instructions.h"
+
+#include "Documents.h"
+
+#include <kpxml/KpXml.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <valgrind/callgrind.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <pugixml.hpp>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+namespace bench {
+namespace {
+
+struct CountedDocument {
+    const char* name;                    // as passed to countOneParse
+    const char* label;                   // the table's row
+    std::function<std::string()> make;   // the document
+    double target;                       // KpXml / pugixml instructions at most
+};
+
+const std::vector<CountedDocument>& countedDocuments() {
+    static const std::vector<CountedDocument> all = {
+        {"records-1mb", "parse a 1 MB document (the benchmark's records)", [] { return generatedDocument(1000 * 1000); }, 1.8},
+        {"orders-1mb", "parse a 1 MB document (orders)", [] { return orderDocument(1000 * 1000); }, 1.8},
+        {"records-2kb", "parse a 2 KB document (the benchmark's records)", [] { return generatedDocument(2 * 1024); }, 1.8},
+        {"orders-2kb", "parse a 2 KB document (orders)", [] { return orderDocument(2 * 1024); }, 1.8},
+        {"children", "parse 100,000 children of one root", [] { return wideDocument(100000); }, 2.5},
+        {"nesting", "parse 100,000 nesting levels", [] { return deepDocument(100000); }, 3.0},
+    };
+    return all;
+}
+
+void parseAndDestroy(const std::string& text, const std::string& library) {
+    TextStream stream(text);
+    if (library == "KpXml") {
+        const KpXmlTree tree(stream.in);
+    } else {
+        pugi::xml_document document;
+        document.load(stream.in);
+    }
+}
+
+// The instructions collected into a callgrind output file: its "totals:" (or "summary:") line.
+std::optional<unsigned long long> totalInstructions(const std::string& path) {
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        for (const char* key : {"totals:", "summary:"}) {
+            if (line.rfind(key, 0) == 0) return std::strtoull(line.c_str() + std::char_traits<char>::length(key), nullptr, 10);
+        }
+    }
+    return std::nullopt;
+}
+
+// Runs self under callgrind to count one parse; nothing when that failed.
+std::optional<unsigned long long> countUnderValgrind(const std::string& self, const std::string& document,
+                                                     const std::string& library) {
+    const char* directory = std::getenv("TMPDIR");
+    const std::string output = std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") +
+                               "/kpxml-bench-" + std::to_string(getpid()) + ".callgrind";
+    const std::string outputOption = "--callgrind-out-file=" + output;
+    std::vector<std::string> arguments = {"valgrind", "--tool=callgrind", "--collect-atstart=no", "--quiet",
+                                          outputOption, self, "--count", document, library};
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = 0;
+    const int started = posix_spawnp(&child, "valgrind", &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (started != 0) return std::nullopt;
+    int status = 0;
+    waitpid(child, &status, 0);
+    std::optional<unsigned long long> total;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) total = totalInstructions(output);
+    std::remove(output.c_str());
+    return total;
+}
+
+std::string grouped(unsigned long long value) {
+    std::string digits = std::to_string(value);
+    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, ",");
+    return digits;
+}
+
+}  // namespace
+
+int countOneParse(const std::string& document, const std::string& library) {
+    if (library != "KpXml" && library != "pugixml") return 2;
+    for (const CountedDocument& counted : countedDocuments()) {
+        if (document != counted.name) continue;
+        const std::string text = counted.make();
+        parseAndDestroy(text, library);  // the process has parsed the document before
+        CALLGRIND_TOGGLE_COLLECT;
+        parseAndDestroy(text, library);
+        CALLGRIND_TOGGLE_COLLECT;
+        return 0;
+    }
+    return 2;
+}
+
+void printInstructionTable(const std::string& self) {
+    std::printf("\nInstructions of a parse from an std::istream with the tree's destruction (valgrind --tool=callgrind, "
+                "in a process that has parsed the document once before):\n\n"
+                "| | KpXml | pugixml | KpXml / pugixml | target |\n|---|---|---|---|---|\n");
+    for (const CountedDocument& counted : countedDocuments()) {
+        std::fprintf(stderr, "  instructions: %s\n", counted.label);
+        const std::optional<unsigned long long> ours = countUnderValgrind(self, counted.name, "KpXml");
+        const std::optional<unsigned long long> theirs = countUnderValgrind(self, counted.name, "pugixml");
+        if (!ours || !theirs || *theirs == 0) {
+            std::printf("| %s | %s | %s | | no count (is valgrind installed?) |\n", counted.label,
+                        ours ? grouped(*ours).c_str() : "", theirs ? grouped(*theirs).c_str() : "");
+            continue;
+        }
+        const double ratio = static_cast<double>(*ours) / static_cast<double>(*theirs);
+        std::printf("| %s | %s | %s | %.2f | pugixml <= %.1f: %.2f, %s |\n", counted.label, grouped(*ours).c_str(),
+                    grouped(*theirs).c_str(), ratio, counted.target, ratio, ratio <= counted.target ? "met" : "NOT met");
+    }
+}
+
+}  // namespace bench
