@@ -73,22 +73,12 @@ public:
 
     // Reads in to its end or to the end of the document level; returns true in the latter case,
     // with the document level's text in documentText. Bytes are taken in blocks from what the
-    // stream buffer holds already, so the stream can be left right after the last byte used.
+    // stream buffer holds already, so that the bytes not used can be put back: the stream is left
+    // right after the last byte used.
     bool run(std::streambuf& in) {
         char block[blockSize];
         for (;;) {
-            const std::streamsize buffered = available(in);
-            std::size_t count = 0;
-            if (buffered > 0) {
-                const std::streamsize wanted = std::min<std::streamsize>(buffered, blockSize);
-                count = static_cast<std::size_t>(in.sgetn(block, wanted));
-            } else {
-                const std::char_traits<char>::int_type next = read(in);
-                if (!std::char_traits<char>::eq_int_type(next, std::char_traits<char>::eof())) {
-                    block[0] = std::char_traits<char>::to_char_type(next);
-                    count = 1;
-                }
-            }
+            const std::size_t count = readBlock(in, block);
             if (count == 0) {
                 while (depth > 0) finishLevel(false);
                 attachChildren(levels[0]);
@@ -97,7 +87,7 @@ public:
             if (const char* rest = consume(block, block + count)) {
                 // The document ended inside the block: return the unused bytes to the stream.
                 attachChildren(levels[0]);
-                for (const char* unused = block + count; unused != rest;) in.sputbackc(*--unused);
+                returnUnused(in, rest, block + count);
                 return true;
             }
         }
@@ -129,25 +119,41 @@ private:
         return KpXml::detail::findByteOfClass(p, end, byteClasses, endClass);
     }
 
-    // The number of bytes the stream buffer holds ready, or 0 when it cannot tell.
-    std::streamsize available(std::streambuf& in) {
+    // Reads into block the bytes that the stream buffer holds ready, at most blockSize and at
+    // least one unless the stream has ended; returns their number (0 at the end). The buffer is
+    // first asked for the next byte, which fills its get area when that is empty: in_avail() then
+    // counts the bytes of that area, all of which can be put back (called on an empty area, it
+    // would give the buffer's estimate of all that is left, which may need several refills).
+    std::size_t readBlock(std::streambuf& in, char* block) {
         if (streamError) return 0;
         try {
-            return in.in_avail();
+            if (std::char_traits<char>::eq_int_type(in.sgetc(), std::char_traits<char>::eof())) return 0;
+            const std::streamsize ready = in.in_avail();
+            if (ready <= 0) {  // an unbuffered stream: one byte at a time
+                block[0] = std::char_traits<char>::to_char_type(in.sbumpc());
+                return 1;
+            }
+            return static_cast<std::size_t>(in.sgetn(block, std::min<std::streamsize>(ready, blockSize)));
         } catch (...) {
             streamError = std::current_exception();
             return 0;
         }
     }
 
-    // The next byte, as istream::get() reads it.
-    std::char_traits<char>::int_type read(std::streambuf& in) {
-        if (streamError) return std::char_traits<char>::eof();
+    // Gives the bytes [unused, end) of the last block back to the stream buffer, last first; when
+    // the buffer refuses one, moves its position back over the rest (a buffer that can do neither
+    // stays where it is).
+    void returnUnused(std::streambuf& in, const char* unused, const char* end) {
         try {
-            return in.sbumpc();
+            for (const char* p = end; p != unused; --p) {
+                if (std::char_traits<char>::eq_int_type(in.sputbackc(p[-1]), std::char_traits<char>::eof())) {
+                    const auto back = static_cast<std::streamoff>(p - unused);
+                    in.pubseekoff(-back, std::ios_base::cur, std::ios_base::in);
+                    return;
+                }
+            }
         } catch (...) {
             streamError = std::current_exception();
-            return std::char_traits<char>::eof();
         }
     }
 

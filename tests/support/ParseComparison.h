@@ -21,15 +21,22 @@
 namespace KpXml::test {
 
 // A stream buffer that hands out a text in pieces of at most pieceSize bytes, as a pipe might, so
-// that tags and references straddle the pieces the parser reads.
+// that tags and references straddle the pieces the parser reads. With countsAll, asked how much
+// is available once a piece is used up, it answers all that is left, as a file's buffer does
+// (more than one piece, so more than can be put back).
 class PiecewiseBuffer : public std::streambuf {
 public:
-    PiecewiseBuffer(std::string content, std::size_t pieceSize)
-        : text(std::move(content)), piece(std::max<std::size_t>(pieceSize, 1)) {
+    PiecewiseBuffer(std::string content, std::size_t pieceSize, bool countsAll = false)
+        : text(std::move(content)), piece(std::max<std::size_t>(pieceSize, 1)), all(countsAll) {
         showFrom(0);
     }
 
 protected:
+    std::streamsize showmanyc() override {
+        if (!all) return 0;
+        const auto left = static_cast<std::streamsize>(text.data() + text.size() - gptr());
+        return left > 0 ? left : -1;
+    }
     int_type underflow() override {
         const auto position = static_cast<std::size_t>(gptr() - text.data());
         if (position >= text.size()) return traits_type::eof();
@@ -58,6 +65,7 @@ private:
 
     std::string text;
     std::size_t piece;
+    bool all;
 };
 
 // A tree on one line: the name ('' when empty), [name="value" ...] when there are attributes,
