@@ -1,13 +1,14 @@
 #include "kpxml/KpXmlTree.h"
 
 #include "xml/Escaper.h"
-#include "xml/PlainTagReader.h"
 
 KpXmlTree::KpXmlTree()
     : root(nullptr),
       currentNode(nullptr),
       escapeMap(KpXml::detail::Escaper::defaultMap()),
-      entityMap(KpXml::detail::defaultEntityMap()),
+      // Left empty: an empty entity map stands for the one every document starts with, which
+      // nothing can change, so that a document does not build a copy of it.
+      entityMap(),
       separators(" \t") {}
 
 KpXmlTree::KpXmlTree(const std::string& name) : KpXmlTree() {

@@ -72,7 +72,7 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
                                                 std::optional<PlainTagReader>& own) {
     static const std::string defaultSeparators = " \t";
     static const PlainTagReader shared(defaultSeparators, defaultEntityMap());
-    if (separators == defaultSeparators && entities == defaultEntityMap()) return shared;
+    if (separators == defaultSeparators && (entities.empty() || entities == defaultEntityMap())) return shared;
     return own.emplace(separators, entities);
 }
 

@@ -85,8 +85,9 @@ public:
     PlainTagReader(const PlainTagReader&) = delete;
     PlainTagReader& operator=(const PlainTagReader&) = delete;
 
-    // The reader for these tables: for the tables every document starts with, one built on first
-    // use and shared from then on; for any others, one built into own and returned.
+    // The reader for these tables: for the tables every document starts with (an empty entity
+    // table stands for the default one), one built on first use and shared from then on; for
+    // any others, one built into own and returned.
     static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
                                            std::optional<PlainTagReader>& own);
 

@@ -60,7 +60,7 @@ private:
 
 // The events come for every element: defined here, so that the scanner makes them without a call.
 
-inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
+[[gnu::always_inline]] inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
     KpXmlData* parent = levels[depth].node;
     // Only an element whose name is still empty (the fresh root) takes a tag's name and
     // attributes itself; others get a new child. A tag of separators only inside an element
@@ -92,7 +92,7 @@ inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
     return true;
 }
 
-inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
+[[gnu::always_inline]] inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
     const Level& finished = levels[depth];
     attachChildren(finished);
     // Storing an empty text changes nothing where the stored text is empty already.
@@ -100,13 +100,13 @@ inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
     leaveLevel();
 }
 
-inline void TreeBuilder::leaveLevel() {
+[[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
     if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
     --depth;
     awaitInnermostEndTag();
 }
 
-inline void TreeBuilder::awaitInnermostEndTag() {
+[[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
     const Level& level = levels[depth];
     awaitEndTag(depth == 0, depth == 0 || level.unnamed ? std::string_view() : std::string_view(level.node->getName()));
 }

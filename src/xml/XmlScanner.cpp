@@ -175,7 +175,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
 }
 
 template <typename Events>
-const char* XmlScanner<Events>::readTagDirectly(const char* p, const char* end, const char* run, const char* runStop) {
+[[gnu::always_inline]] inline const char* XmlScanner<Events>::readTagDirectly(const char* p, const char* end, const char* run, const char* runStop) {
     if (p == end) return nullptr;
     if (*p == '/') {
         if (events.atDocumentLevel()) return nullptr;
