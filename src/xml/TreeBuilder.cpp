@@ -54,15 +54,36 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     }
 }
 
+std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
+    thread_local std::vector<Level> spare;
+    return spare;
+}
+
+std::vector<std::unique_ptr<KpXmlData>>& TreeBuilder::sparePendingChildren() {
+    thread_local std::vector<std::unique_ptr<KpXmlData>> spare;
+    return spare;
+}
+
 TreeBuilder::TreeBuilder(KpXmlData& root) {
-    levels.resize(initialDepth);
-    pendingChildren.reserve(initialDepth);
-    levels[0] = {&root, 0, false, false};
+    // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
+    // are taken over rather than allocated again. They are kept only while small (freed when the
+    // thread ends), so a thread holds no more than a few kilobytes for it. A parse started inside
+    // a parse (by a stream buffer) finds them taken and makes its own.
+    levels.swap(spareLevels());
+    pendingChildren.swap(sparePendingChildren());
+    if (levels.size() < initialDepth) levels.resize(initialDepth);
+    if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
+    levels[0] = {&root, 0, false, std::string_view()};
 }
 
 TreeBuilder::~TreeBuilder() {
     for (std::size_t level = 0; level <= depth; ++level) {
         if (levels[level].owned) delete levels[level].node;
+    }
+    pendingChildren.clear();  // only after an exception are there any: they belong to no tree
+    if (levels.size() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
+        levels.swap(spareLevels());
+        pendingChildren.swap(sparePendingChildren());
     }
 }
 

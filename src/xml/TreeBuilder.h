@@ -36,9 +36,9 @@ private:
         KpXmlData* node;         // the element whose content this is
         std::size_t firstChild;  // where the children read at this level start in pendingChildren
         bool owned;              // the builder made the element (not the root): the level owns it until it ends
-        // The element had no name when its level began: the end tag "/" ends the level. Otherwise
-        // "/" + its name does, a name that no longer changes.
-        bool unnamed;
+        // What follows "/" in the end tag that ends the level: the element's name, which no longer
+        // changes, or nothing when the element had no name when its level began.
+        std::string_view endTagName;
     };
 
     // Ends the innermost level; its element joins the children of the level above.
@@ -51,7 +51,13 @@ private:
     // others are appended.
     static void applyAttributes(KpXmlData& node, const StartTag& tag);
 
+    // The level stack and the pending children of the last parse on this thread, kept for the
+    // next one (see the constructor).
+    static std::vector<Level>& spareLevels();
+    static std::vector<std::unique_ptr<KpXmlData>>& sparePendingChildren();
+
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
+    static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
 
     std::vector<Level> levels;
     std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
@@ -86,7 +92,8 @@ private:
     // is a plain store while the document stays within the depth reached so far.
     if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
     ++depth;
-    levels[depth] = {element, pendingChildren.size(), created != nullptr, element->getName().empty()};
+    const std::string& name = element->getName();
+    levels[depth] = {element, pendingChildren.size(), created != nullptr, name.empty() ? std::string_view() : std::string_view(name)};
     created.release();  // now owned by the level
     awaitInnermostEndTag();
     return true;
@@ -108,7 +115,7 @@ private:
 
 [[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
     const Level& level = levels[depth];
-    awaitEndTag(depth == 0, depth == 0 || level.unnamed ? std::string_view() : std::string_view(level.node->getName()));
+    awaitEndTag(depth == 0, level.endTagName);
 }
 
 inline void TreeBuilder::attachChildren(const Level& level) {

@@ -139,20 +139,25 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             if (text.empty()) {
                 while (p != stop && *p == ' ') ++p;
             }
-            if (direct != nullptr && stop != end && *stop == '<') {
-                if (const char* after = readTagDirectly(stop + 1, end, p, stop)) {
-                    p = after;
-                    continue;
-                }
+            if (stop == end) {
+                appendRun(text, p, stop);
+                return nullptr;
             }
-            appendRun(text, p, stop);
-            p = stop;
-            if (p == end) return nullptr;
-            const char byte = *p++;
+            const char byte = *stop;
             if (byte == '<') {
+                if (direct != nullptr) {
+                    if (const char* after = readTagDirectly(stop + 1, end, p, stop)) {
+                        p = after;
+                        continue;
+                    }
+                }
+                appendRun(text, p, stop);
+                p = stop + 1;
                 inTag = true;
                 break;
             }
+            appendRun(text, p, stop);
+            p = stop + 1;
             if (byte == '&') {
                 if (direct != nullptr) {
                     if (const char* after = direct->readTextReference(p, end, text)) {

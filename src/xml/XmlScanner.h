@@ -57,11 +57,11 @@ private:
     // Tokenizes the gathered tag text and reports it as a start tag, unless it is ignored whole.
     void startTagOfText();
     // Reports a start tag; an element that opens starts with no text.
-    void reportStartTag() {
+    [[gnu::always_inline]] void reportStartTag() {
         if (events.startTag(startTag, at())) text.clear();
     }
     // Reports the end tag of the element being read, with text.
-    void reportEndTag(std::string_view endText) {
+    [[gnu::always_inline]] void reportEndTag(std::string_view endText) {
         events.endTag(endText, at());
         text.clear();
     }
