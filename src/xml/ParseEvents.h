@@ -21,6 +21,7 @@ struct StartTag {
     std::size_t attributeCount = 0;            // entries of attributes in use
     bool open = false;                         // no '/' before the '>': an element with content follows
     bool blank = false;                        // separators only: no name, no attributes
+    bool namesDiffer = false;                  // known: no two attributes have the same name
 };
 
 // What the scanner finds in a document, in the order of the input. at is the position in the

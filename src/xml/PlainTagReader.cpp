@@ -155,6 +155,7 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
     tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
     tag.attributeCount = 0;
     tag.blank = false;
+    tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
     for (;;) {
         if (*p == '>') {
             tag.open = true;

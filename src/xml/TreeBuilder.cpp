@@ -28,7 +28,7 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     constexpr std::size_t directLimit = 8;
     std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
     attributes.reserve(attributes.size() + tag.attributeCount);
-    if (attributes.empty() && tag.attributeCount <= directLimit && !repeatsAName(tag)) {
+    if (attributes.empty() && (tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) {
             storeAttribute(node, nullptr, std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
         }

@@ -233,6 +233,7 @@ void XmlScanner<Events>::startTagOfText() {
     startTag.name = parsed.name;
     startTag.open = parsed.open;
     startTag.blank = kind == TagKind::Blank;
+    startTag.namesDiffer = false;
     startTag.attributeCount = parsed.attributeCount;
     if (startTag.attributes.size() < parsed.attributeCount) startTag.attributes.resize(parsed.attributeCount);
     for (std::size_t i = 0; i < parsed.attributeCount; ++i) {
