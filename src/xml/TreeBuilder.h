@@ -25,9 +25,14 @@ public:
     TreeBuilder(const TreeBuilder&) = delete;
     TreeBuilder& operator=(const TreeBuilder&) = delete;
 
+    // A new child of the element being read, or the fresh root's own name and attributes; a tag
+    // of separators only inside an element is ignored. True when the element's level opened.
     bool startTag(const StartTag& tag, std::uint64_t at) override;
+    // The element being read gets its text and joins its parent's children.
     void endTag(std::string_view text, std::uint64_t at) override;
+    // The root gets the document level's text and its children.
     void documentEnd(std::string_view text, std::uint64_t at) override;
+    // The elements still open end without text and join their parents.
     void streamEnd(std::uint64_t at) override;
 
 private:

@@ -213,8 +213,7 @@ bool XmlScanner<Events>::endOfTag() {
         tag.clear();
         return false;
     }
-    if (events.atDocumentLevel() ? tag.empty() : tag.size() == events.endTagName().size() + 1 && tag[0] == '/' &&
-                                                     tag.compare(1, std::string::npos, events.endTagName()) == 0) {
+    if (endsLevel(tag)) {
         tag.clear();
         if (events.atDocumentLevel()) return true;
         reportEndTag(text);
@@ -222,6 +221,13 @@ bool XmlScanner<Events>::endOfTag() {
     }
     startTagOfText();
     return false;
+}
+
+template <typename Events>
+bool XmlScanner<Events>::endsLevel(const std::string& tagText) const {
+    if (events.atDocumentLevel()) return tagText.empty();
+    const std::string_view name = events.endTagName();
+    return tagText.size() == name.size() + 1 && tagText[0] == '/' && tagText.compare(1, std::string::npos, name) == 0;
 }
 
 template <typename Events>

@@ -54,6 +54,9 @@ private:
     const char* readTagDirectly(const char* p, const char* end, const char* run, const char* runStop);
     // At the '>' that ends the gathered tag text: true when the document level has ended.
     bool endOfTag();
+    // True when the tag text ends the level being read: "/" + the name its end tag waits for, or
+    // at the document level the empty text.
+    bool endsLevel(const std::string& tagText) const;
     // Tokenizes the gathered tag text and reports it as a start tag, unless it is ignored whole.
     void startTagOfText();
     // Reports a start tag; an element that opens starts with no text.
