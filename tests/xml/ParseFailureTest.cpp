@@ -4,6 +4,7 @@
 // runs apart from the other tests.
 
 #include "kpxml/KpXmlTree.h"
+#include "ReplacedAllocation.h"
 
 #include <gtest/gtest.h>
 
@@ -21,21 +22,14 @@ namespace {
 // The number of allocations still allowed before the next one fails; negative: no limit.
 long allocationsLeft = -1;
 
-void* allocate(std::size_t size) {
+}  // namespace
+
+void* KpXml::test::allocateInTest(std::size_t size) {
     if (allocationsLeft == 0) throw std::bad_alloc();
     if (allocationsLeft > 0) --allocationsLeft;
     if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 

@@ -5,6 +5,7 @@
 // the global operator new, so it runs apart from the other tests.
 
 #include "kpxml/KpXmlTree.h"
+#include "ReplacedAllocation.h"
 
 #include <gtest/gtest.h>
 
@@ -19,21 +20,14 @@ namespace {
 std::size_t allocations = 0;
 std::size_t allocatedBytes = 0;
 
-void* allocate(std::size_t size) {
+}  // namespace
+
+void* KpXml::test::allocateInTest(std::size_t size) {
     ++allocations;
     allocatedBytes += size;
     if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
