@@ -153,6 +153,9 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
     p = skip(p, end, endsName);
     if (p == name || p == end) return nullptr;
     tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
+    // The decoded values are made at their full number at once: the views of earlier values point
+    // into them, so they must not move while the tag is read.
+    if (buffers.decodedValues.size() < maxAttributes) buffers.decodedValues.resize(maxAttributes);
     tag.attributeCount = 0;
     tag.blank = false;
     tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
@@ -181,7 +184,6 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
         }
         if (tag.attributeCount == maxAttributes) return nullptr;
         if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
-        if (tag.attributeCount == buffers.decodedValues.size()) buffers.decodedValues.emplace_back();
         TagAttributeView& attribute = tag.attributes[tag.attributeCount];
         p = readValue(p + 1, end, attribute.value, buffers.decodedValues[tag.attributeCount], buffers.referenceName);
         if (p == nullptr) return nullptr;

@@ -58,7 +58,7 @@ const EntityMap& defaultEntityMap();
 
 // The buffers the direct reading of tags fills, reused from tag to tag.
 struct DirectTagBuffers {
-    std::vector<std::string> decodedValues;  // by attribute: values whose references were resolved
+    std::vector<std::string> decodedValues;  // by attribute: values whose references were resolved (never moved)
     std::string referenceName;
 };
 

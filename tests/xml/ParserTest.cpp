@@ -58,6 +58,7 @@ TEST(ParserTest, InputToTree) {
         {"low byte 10 dropped from text", "<a>1&#266;2</a>", "a:\"12\""},
         {"above 65535 the low 16 bits count", "<a>&#65601;</a>", "a:\"A\""},
         {"entities in attribute values", "<a v=\"&lt;&gt;&amp;&apos;\"/>", "a[v=\"<>&'\"]"},
+        {"... in several values of one tag", "<a x=\"&lt;1\" y=\"&gt;2\" z=\"&amp;3\"/>", "a[x=\"<1\" y=\">2\" z=\"&3\"]"},
         {"&quot; is a quote in attribute values", "<a v=\"&quot;x&quot;\"/>", "a[v=\"\\\"x\\\"\"]"},
         {"controls kept in tags", "<a v=\"1\r2\t3&#10;&#x000a;&#266;\"/>", "a[v=\"1\\x0d2\\x093\\x0a\\x0aC\"]"},
         // Attributes.
