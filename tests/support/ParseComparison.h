@@ -128,22 +128,26 @@ public:
         return opened;
     }
     void endTag(std::string_view text, std::uint64_t at) override {
-        add("end tag, text \"" + shown(std::string(text)) + '"', at);
+        const std::string line = "end tag, text \"" + shown(std::string(text)) + '"';
         builder.endTag(text, at);
+        add(line, at);
     }
     void documentEnd(std::string_view text, std::uint64_t at) override {
-        add("document end, text \"" + shown(std::string(text)) + '"', at);
+        const std::string line = "document end, text \"" + shown(std::string(text)) + '"';
         builder.documentEnd(text, at);
+        add(line, at);
     }
     void streamEnd(std::uint64_t at) override {
-        add("stream end", at);
         builder.streamEnd(at);
+        add("stream end", at);
     }
 
     // The events in order, with the positions where they ended.
     std::vector<std::pair<std::string, std::uint64_t>> events;
 
 private:
+    // Writes the event down, once the builder has taken it, and passes on which end tag the
+    // builder now waits for.
     void add(const std::string& event, std::uint64_t at) {
         events.emplace_back(event, at);
         awaitEndTag(builder.atDocumentLevel(), builder.endTagName());
