@@ -22,6 +22,7 @@ struct StartTag {
     bool open = false;                         // no '/' before the '>': an element with content follows
     bool blank = false;                        // separators only: no name, no attributes
     bool namesDiffer = false;                  // known: no two attributes have the same name
+    bool plainName = false;                    // the name holds no '&', '<' or '>'
 };
 
 // What the scanner finds in a document, in the order of the input. at is the position in the
@@ -46,19 +47,24 @@ public:
     bool atDocumentLevel() const { return documentLevel; }
     // The name that follows "/" in the end tag of the element being read; empty at document level.
     std::string_view endTagName() const { return awaitedName; }
+    // True when that name holds no '&', '<' or '>' (as the tag that opened the element said).
+    bool endTagNameIsPlain() const { return awaitedNameIsPlain; }
 
 protected:
     // Called by the receiver whenever the element being read changes: documentLevel true when
     // none is open, otherwise name is what follows "/" in the end tag of the element being read
-    // (the view must stay valid while that element is being read).
-    void awaitEndTag(bool atDocument, std::string_view name) {
+    // (the view must stay valid while that element is being read), and plain whether it holds no
+    // '&', '<' or '>'.
+    void awaitEndTag(bool atDocument, std::string_view name, bool plain) {
         documentLevel = atDocument;
         awaitedName = name;
+        awaitedNameIsPlain = plain;
     }
 
 private:
     bool documentLevel = true;
     std::string_view awaitedName;
+    bool awaitedNameIsPlain = true;
 };
 
 }  // namespace KpXml::detail

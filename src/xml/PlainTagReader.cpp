@@ -64,7 +64,6 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     for (const char c : {'"', '&', '<', '>'}) {
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
-    for (const char c : {'&', '<', '>'}) byteClasses[static_cast<unsigned char>(c)] |= startsMarkup;
     byteClasses[';'] |= endsReference;
 }
 
@@ -159,6 +158,7 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
     tag.attributeCount = 0;
     tag.blank = false;
     tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
+    tag.plainName = true;    // '&', '<' and '>' end a name
     for (;;) {
         if (*p == '>') {
             tag.open = true;

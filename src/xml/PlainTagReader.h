@@ -95,16 +95,20 @@ public:
     // its '>' with the tag in tag (values that needed decoding in buffers), or null.
     const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
 
-    // Reads the end tag "/" + name + ">" at p (just after its '<'); the position after it, or null.
-    const char* readEndTag(const char* p, const char* end, std::string_view name) const {
+    // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
+    // name is plain (see isPlainName); the position after it, or null.
+    static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
-        if (static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>' ||
+        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>' ||
             std::memcmp(p + 1, name.data(), name.size()) != 0) {
             return nullptr;
         }
-        const char* nameEnd = name.data() + name.size();
-        return skip(name.data(), nameEnd, startsMarkup) == nameEnd ? p + length : nullptr;
+        return p + length;
     }
+
+    // True when name holds no '&', '<' or '>', so that its end tag can be read directly; the
+    // names of start tags read directly always are.
+    static bool isPlainName(std::string_view name) { return name.find_first_of("&<>") == std::string_view::npos; }
 
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
@@ -123,7 +127,6 @@ private:
     static constexpr unsigned char endsName = 2;       // separator / = " & < >
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
-    static constexpr unsigned char startsMarkup = 16;  // & < >
 
     const char* skip(const char* p, const char* end, unsigned char stopClass) const {
         return findByteOfClass(p, end, byteClasses, stopClass);

@@ -73,7 +73,7 @@ TreeBuilder::TreeBuilder(KpXmlData& root) {
     pendingChildren.swap(sparePendingChildren());
     if (levels.size() < initialDepth) levels.resize(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
-    levels[0] = {&root, 0, false, std::string_view()};
+    levels[0] = {&root, 0, false, std::string_view(), true};
 }
 
 TreeBuilder::~TreeBuilder() {

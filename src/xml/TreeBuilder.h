@@ -44,6 +44,7 @@ private:
         // What follows "/" in the end tag that ends the level: the element's name, which no longer
         // changes, or nothing when the element had no name when its level began.
         std::string_view endTagName;
+        bool plainEndTagName;  // endTagName holds no '&', '<' or '>'
     };
 
     // Ends the innermost level; its element joins the children of the level above.
@@ -98,7 +99,9 @@ private:
     if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
     ++depth;
     const std::string& name = element->getName();
-    levels[depth] = {element, pendingChildren.size(), created != nullptr, name.empty() ? std::string_view() : std::string_view(name)};
+    // The element's name is the tag's, except for a root that a tag of separators left unnamed.
+    levels[depth] = {element, pendingChildren.size(), created != nullptr,
+                     name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName};
     created.release();  // now owned by the level
     awaitInnermostEndTag();
     return true;
@@ -120,7 +123,7 @@ private:
 
 [[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
     const Level& level = levels[depth];
-    awaitEndTag(depth == 0, level.endTagName);
+    awaitEndTag(depth == 0, level.endTagName, level.plainEndTagName);
 }
 
 inline void TreeBuilder::attachChildren(const Level& level) {

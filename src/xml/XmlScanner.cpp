@@ -184,7 +184,7 @@ template <typename Events>
     if (p == end) return nullptr;
     if (*p == '/') {
         if (events.atDocumentLevel()) return nullptr;
-        const char* after = direct->readEndTag(p, end, events.endTagName());
+        const char* after = direct->readEndTag(p, end, events.endTagName(), events.endTagNameIsPlain());
         if (after == nullptr) return nullptr;
         cursor = after;
         if (text.empty()) {
@@ -240,6 +240,7 @@ void XmlScanner<Events>::startTagOfText() {
     startTag.open = parsed.open;
     startTag.blank = kind == TagKind::Blank;
     startTag.namesDiffer = false;
+    startTag.plainName = PlainTagReader::isPlainName(startTag.name);
     startTag.attributeCount = parsed.attributeCount;
     if (startTag.attributes.size() < parsed.attributeCount) startTag.attributes.resize(parsed.attributeCount);
     for (std::size_t i = 0; i < parsed.attributeCount; ++i) {

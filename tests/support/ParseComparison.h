@@ -150,7 +150,7 @@ private:
     // builder now waits for.
     void add(const std::string& event, std::uint64_t at) {
         events.emplace_back(event, at);
-        awaitEndTag(builder.atDocumentLevel(), builder.endTagName());
+        awaitEndTag(builder.atDocumentLevel(), builder.endTagName(), builder.endTagNameIsPlain());
     }
     detail::TreeBuilder builder;
 };
