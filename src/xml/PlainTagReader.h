@@ -100,7 +100,7 @@ public:
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
         if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>' ||
-            std::memcmp(p + 1, name.data(), name.size()) != 0) {
+            (!name.empty() && std::memcmp(p + 1, name.data(), name.size()) != 0)) {
             return nullptr;
         }
         return p + length;
