@@ -1,6 +1,7 @@
 // libFuzzer target: reading tags, texts and references directly, where the parser does so, gives
-// the same tree, node by node, and leaves the stream at the same place as reading everything step
-// by step. The first
+// the same events (start tags, end tags with their texts, the document's end), the same tree,
+// node by node, and leaves the stream at the same place as reading everything step by step. The
+// first
 // input byte sets the size of the pieces in which the stream hands out the rest (1 to 256 bytes,
 // or all at once for 255), so that tags straddle what the parser reads at a time.
 //

@@ -111,7 +111,7 @@ private:
     KpXmlData* root;
     KpXmlData* currentNode;
     std::map<char, std::string> escapeMap;
-    std::map<std::string, std::string> entityMap;
+    std::map<std::string, std::string> entityMap;  // empty: the entities every document starts with
     std::string separators;
     std::string indent;
 };

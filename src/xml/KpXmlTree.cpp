@@ -6,26 +6,13 @@
 #include "fileio/KpOFStream.h"
 #include "xml/Escaper.h"
 
-namespace {
-
-// The entity map every document starts with, built once: copying a finished map costs a third of
-// building one from its entries, and every document, even a small one parsed and thrown away,
-// makes one.
-const std::map<std::string, std::string>& defaultEntityMap() {
-    // "quot" stays "&quot;" so that it cannot end a quoted attribute value; the tag tokenizer
-    // turns it into a double quote once the value has been cut out.
-    static const std::map<std::string, std::string> entities{{"x000a", "\n"}, {"lt", "<"},     {"gt", ">"},
-                                                             {"amp", "&"},     {"quot", "&quot;"}, {"apos", "'"}};
-    return entities;
-}
-
-}  // namespace
-
 KpXmlTree::KpXmlTree()
     : root(nullptr),
       currentNode(nullptr),
       escapeMap(KpXml::detail::Escaper::defaultMap()),
-      entityMap(defaultEntityMap()),
+      // Left empty: an empty entity map stands for the one every document starts with, which
+      // nothing can change, so that a document does not build a copy of it.
+      entityMap(),
       separators(" \t") {}
 
 KpXmlTree::KpXmlTree(const std::string& name) : KpXmlTree() {

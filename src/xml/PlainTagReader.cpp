@@ -45,9 +45,17 @@ bool appendReference(const std::string& name, const EntityMap& entities, bool in
     return true;
 }
 
-PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& entityMap) : entities(entityMap) {
-    knownReferences.reserve(entityMap.size());
-    for (const auto& [name, text] : entityMap) {
+const EntityMap& defaultEntityMap() {
+    // "quot" stays "&quot;" so that it cannot end a quoted attribute value; the tag tokenizer
+    // turns it into a double quote once the value has been cut out.
+    static const EntityMap entities{{"x000a", "\n"}, {"lt", "<"}, {"gt", ">"}, {"amp", "&"}, {"quot", "&quot;"}, {"apos", "'"}};
+    return entities;
+}
+
+PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& entities)
+    : entityTable(entities), separatorSet(separators) {
+    knownReferences.reserve(entityTable.size());
+    for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
         longestKnownName = std::max(longestKnownName, name.size());
     }
@@ -57,6 +65,14 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+}
+
+const PlainTagReader& PlainTagReader::forTables(const std::string& separators, const EntityMap& entities,
+                                                std::optional<PlainTagReader>& own) {
+    static const std::string defaultSeparators = " \t";
+    static const PlainTagReader shared(defaultSeparators, defaultEntityMap());
+    if (separators == defaultSeparators && (entities.empty() || entities == defaultEntityMap())) return shared;
+    return own.emplace(separators, entities);
 }
 
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
@@ -82,16 +98,21 @@ const char* PlainTagReader::readTextReference(const char* p, const char* end, st
     return semicolon + 1;
 }
 
-const char* PlainTagReader::readValue(const char* p, const char* end, PlainTag::Attribute& attribute) {
+const char* PlainTagReader::readInstruction(const char* p, const char* end) {
+    const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
+    if (close == nullptr) return nullptr;
+    return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
+}
+
+const char* PlainTagReader::readValue(const char* p, const char* end, std::string_view& read, std::string& value,
+                                      std::string& referenceName) const {
     const char* start = p;
     p = skip(p, end, endsValueRun);
     if (p == end) return nullptr;
     if (*p == '"') {  // no reference: the value is the bytes themselves
-        attribute.value = start;
-        attribute.valueLength = static_cast<std::size_t>(p - start);
+        read = std::string_view(start, static_cast<std::size_t>(p - start));
         return p;
     }
-    std::string& value = attribute.decoded;
     value.clear();
     value.append(start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
@@ -112,7 +133,7 @@ const char* PlainTagReader::readValue(const char* p, const char* end, PlainTag::
         } else {
             referenceName.assign(nameStart, nameLength);
             const std::size_t before = value.size();
-            if (!appendReference(referenceName, entities, true, false, value)) return nullptr;
+            if (!appendReference(referenceName, entityTable, true, false, value)) return nullptr;
             if (value.find('"', before) != std::string::npos) return nullptr;
             ampersand = ampersand || value.find('&', before) != std::string::npos;
         }
@@ -122,16 +143,22 @@ const char* PlainTagReader::readValue(const char* p, const char* end, PlainTag::
         value.append(run, static_cast<std::size_t>(p - run));
     }
     if (ampersand) value = replaceQuotes(value);
-    attribute.value = nullptr;
+    read = value;
     return p;
 }
 
-const char* PlainTagReader::read(const char* p, const char* end, PlainTag& tag) {
-    tag.name = p;
+const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+    const char* name = p;
     p = skip(p, end, endsName);
-    if (p == tag.name || p == end) return nullptr;
-    tag.nameLength = static_cast<std::size_t>(p - tag.name);
+    if (p == name || p == end) return nullptr;
+    tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
+    // The decoded values are made at their full number at once: the views of earlier values point
+    // into them, so they must not move while the tag is read.
+    if (buffers.decodedValues.size() < maxAttributes) buffers.decodedValues.resize(maxAttributes);
     tag.attributeCount = 0;
+    tag.blank = false;
+    tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
+    tag.plainName = true;    // '&', '<' and '>' end a name
     for (;;) {
         if (*p == '>') {
             tag.open = true;
@@ -151,20 +178,16 @@ const char* PlainTagReader::read(const char* p, const char* end, PlainTag& tag) 
         const char* attributeName = p;
         p = skip(p, end, endsName);
         if (p == attributeName || p == end || *p != '=' || ++p == end || *p != '"') return nullptr;
-        const std::size_t nameLength = static_cast<std::size_t>(p - 1 - attributeName);
+        const std::string_view readName(attributeName, static_cast<std::size_t>(p - 1 - attributeName));
         for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-            const PlainTag::Attribute& earlier = tag.attributes[i];
-            if (earlier.nameLength == nameLength && std::memcmp(earlier.name, attributeName, nameLength) == 0) {
-                return nullptr;  // a repeated name updates the earlier attribute
-            }
+            if (tag.attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
         }
         if (tag.attributeCount == maxAttributes) return nullptr;
         if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
-        PlainTag::Attribute& attribute = tag.attributes[tag.attributeCount];
-        p = readValue(p + 1, end, attribute);
+        TagAttributeView& attribute = tag.attributes[tag.attributeCount];
+        p = readValue(p + 1, end, attribute.value, buffers.decodedValues[tag.attributeCount], buffers.referenceName);
         if (p == nullptr) return nullptr;
-        attribute.name = attributeName;
-        attribute.nameLength = nameLength;
+        attribute.name = readName;
         ++tag.attributeCount;
         if (++p == end) return nullptr;
     }

@@ -3,9 +3,15 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "xml/ParseEvents.h"
+#include "xml/TagTokenizer.h"
 
 
 namespace KpXml::detail {
@@ -47,48 +53,73 @@ inline const char* findByteOfClass(const char* p, const char* end, const ByteCla
 // appended and the result is false.
 bool appendReference(const std::string& name, const EntityMap& entities, bool inTag, bool wide, std::string& target);
 
-// A start tag of the ordinary form, read straight from the input bytes: a name, then attributes
-// written name="value" with separators before each, and an optional '/' before the '>'. The
-// spans point into the bytes read and stay valid as long as they do.
-struct PlainTag {
-    struct Attribute {
-        const char* name = nullptr;
-        std::size_t nameLength = 0;
-        // The value, references resolved and "&quot;" already turned into a double quote: the
-        // bytes read themselves when it holds no reference (value not null), otherwise decoded.
-        const char* value = nullptr;
-        std::size_t valueLength = 0;
-        std::string decoded;
+// The entity table every document starts with.
+const EntityMap& defaultEntityMap();
 
-        // The value as a string of its own.
-        std::string valueText() const { return value != nullptr ? std::string(value, valueLength) : decoded; }
-    };
-    const char* name = nullptr;
-    std::size_t nameLength = 0;
-    std::vector<Attribute> attributes;  // buffers reused from tag to tag
-    std::size_t attributeCount = 0;     // entries of attributes in use
-    bool open = false;                  // no '/' before the '>': an element with content follows
+// The buffers the direct reading of tags fills, reused from tag to tag.
+struct DirectTagBuffers {
+    std::vector<std::string> decodedValues;  // by attribute: values whose references were resolved (never moved)
+    std::string referenceName;
 };
 
-// Reads start tags of the ordinary form, for which tokenizing the tag text gives exactly the name,
-// attributes and open flag read here: the name holds no separator, '/', '=', '"', '&', '<';
-// attribute names none of these either; values no '"', '<', '>', and references in them only of
-// the form "&" + one of # a g l q + name + ";" that stand for text without a double quote and are
-// not codes of 256 or more; no attribute name twice. Anything else is left to the tokenizer.
+// The rules for reading markup straight from the input bytes, all in one place. Each function
+// takes a piece of markup only when reading it directly gives exactly what the step-by-step
+// reading (gathering the tag's text, then the tag tokenizer, or the reference's name, then the
+// entity table) gives; otherwise it returns null having used nothing, and the scanner reads the
+// piece step by step. A piece must end before the end of the bytes in hand. The pieces:
+// - a start tag: a name, then attributes written name="value" with separators before each, and
+//   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
+//   attribute names none of these either; values no '"', '<', '>', and references in them only
+//   of the form "&" + one of # a g l q + name + ";" that stand for text without a double quote
+//   and are not codes of 256 or more; at most 16 attributes, no name twice;
+// - the end tag of the element being read: "/" + its name + ">", when the name holds no '&',
+//   '<' or '>' (so that this '>' is the first one after the '<' and nothing in it starts a
+//   reference or a new tag);
+// - an instruction or declaration "?...>" without an '&' before its '>';
+// - a reference in text to an entry of the entity table: one of a g l q + name + ";".
+// The reader holds the tables it was made for and no state: one reader serves every parse.
 class PlainTagReader {
 public:
-    // separators: the bytes that separate the parts of a tag. The entity table must outlive the reader.
+    // separators: the bytes that separate the parts of a tag.
     PlainTagReader(const std::string& separators, const EntityMap& entities);
+    PlainTagReader(const PlainTagReader&) = delete;
+    PlainTagReader& operator=(const PlainTagReader&) = delete;
 
-    // Reads the tag whose text starts at p (just after its '<') and ends with a '>' before end.
-    // Returns the position after that '>' with the tag in tag, or null, having used nothing, when
-    // the tag is not of the ordinary form or does not end before end.
-    const char* read(const char* p, const char* end, PlainTag& tag);
+    // The reader for these tables: for the tables every document starts with (an empty entity
+    // table stands for the default one), one built on first use and shared from then on; for
+    // any others, one built into own and returned.
+    static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
+                                           std::optional<PlainTagReader>& own);
 
-    // Reads a reference in text from p (just after its '&'): one of # a g l q + name + ";" before
-    // end, whose name is an entry of the entity table. Appends what it stands for to text and
-    // returns the position after the ';'; null, having used nothing, for any other reference.
+    // Reads the start tag whose text starts at p (just after its '<'). Returns the position after
+    // its '>' with the tag in tag (values that needed decoding in buffers), or null.
+    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+
+    // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
+    // name is plain (see isPlainName); the position after it, or null.
+    static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
+        const std::size_t length = name.size() + 2;  // "/" + the name + ">"
+        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>' ||
+            (!name.empty() && std::memcmp(p + 1, name.data(), name.size()) != 0)) {
+            return nullptr;
+        }
+        return p + length;
+    }
+
+    // True when name holds no '&', '<' or '>', so that its end tag can be read directly; the
+    // names of start tags read directly always are.
+    static bool isPlainName(std::string_view name) { return name.find_first_of("&<>") == std::string_view::npos; }
+
+    // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
+    static const char* readInstruction(const char* p, const char* end);
+
+    // Reads a reference in text from p (just after its '&'). Appends what it stands for to text
+    // and returns the position after the ';', or null.
     const char* readTextReference(const char* p, const char* end, std::string& text) const;
+
+    // The tables the reader was made for.
+    const SeparatorSet& separators() const { return separatorSet; }
+    const EntityMap& entities() const { return entityTable; }
 
 private:
     // Bits of byteClasses.
@@ -104,9 +135,10 @@ private:
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
     }
-    // Reads a value from p (after its opening quote) into attribute; the position of the closing
+    // Reads a value from p (after its opening quote) into value; the position of the closing
     // quote, or null when the value is not of the ordinary form.
-    const char* readValue(const char* p, const char* end, PlainTag::Attribute& attribute);
+    const char* readValue(const char* p, const char* end, std::string_view& value, std::string& decoded,
+                          std::string& referenceName) const;
 
     static constexpr std::size_t maxAttributes = 16;
 
@@ -122,10 +154,10 @@ private:
     const KnownReference* findKnown(const char* name, std::size_t length) const;
 
     ByteClasses byteClasses{};
-    const EntityMap& entities;
+    const EntityMap entityTable;
+    const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
     std::size_t longestKnownName = 0;
-    std::string referenceName;
 };
 
 }  // namespace KpXml::detail

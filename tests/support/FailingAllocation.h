@@ -1,8 +1,9 @@
 #ifndef KPXML_SUPPORT_FAILINGALLOCATION_H
 #define KPXML_SUPPORT_FAILINGALLOCATION_H
 
-// The global operator new and delete replaced by ones that fail on request (FailingAllocation.cpp,
-// compiled only into the test programs that need it, each a program of its own).
+// The global operator new and delete replaced (ReplacedAllocation.h) by ones that fail on request
+// (FailingAllocation.cpp, compiled only into the test programs that need it, each a program of
+// its own).
 
 namespace KpXml::test {
 

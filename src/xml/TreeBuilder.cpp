@@ -1,0 +1,109 @@
+#include "xml/TreeBuilder.h"
+
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "xml/NodeAttributes.h"
+
+namespace KpXml::detail {
+
+namespace {
+
+// True when two of the tag's attributes have the same name. For a few attributes only.
+bool repeatsAName(const StartTag& tag) {
+    for (std::size_t i = 1; i < tag.attributeCount; ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (tag.attributes[i].name == tag.attributes[j].name) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+// Nodes with many attributes get an index, so that a tag costs linear time.
+
+void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
+    constexpr std::size_t directLimit = 8;
+    std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
+    attributes.reserve(attributes.size() + tag.attributeCount);
+    if (attributes.empty() && (tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
+        for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+            storeAttribute(node, nullptr, std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
+        }
+        return;
+    }
+    if (tag.attributeCount + attributes.size() <= directLimit) {
+        for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+            node.setAttribute(std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
+        }
+        return;
+    }
+    std::unordered_map<std::string_view, KpXmlAttributeData*> byName;
+    for (KpXmlAttributeData* attribute : attributes) {
+        if (attribute != nullptr) byName.emplace(attribute->getName(), attribute);
+    }
+    for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+        const TagAttributeView& read = tag.attributes[i];
+        const auto found = byName.find(read.name);
+        const bool isNew = found == byName.end();
+        KpXmlAttributeData& stored = storeAttribute(node, isNew ? nullptr : found->second, std::string(read.name),
+                                                    std::string(read.value), true);
+        if (isNew) byName.emplace(stored.getName(), &stored);
+    }
+}
+
+std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
+    thread_local std::vector<Level> spare;
+    return spare;
+}
+
+std::vector<std::unique_ptr<KpXmlData>>& TreeBuilder::sparePendingChildren() {
+    thread_local std::vector<std::unique_ptr<KpXmlData>> spare;
+    return spare;
+}
+
+TreeBuilder::TreeBuilder(KpXmlData& root) {
+    // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
+    // are taken over rather than allocated again. They are kept only while small (freed when the
+    // thread ends), so a thread holds no more than a few kilobytes for it. A parse started inside
+    // a parse (by a stream buffer) finds them taken and makes its own.
+    levels.swap(spareLevels());
+    pendingChildren.swap(sparePendingChildren());
+    if (levels.size() < initialDepth) levels.resize(initialDepth);
+    if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
+    levels[0] = {&root, 0, false, std::string_view(), true};
+}
+
+TreeBuilder::~TreeBuilder() {
+    for (std::size_t level = 0; level <= depth; ++level) {
+        if (levels[level].owned) delete levels[level].node;
+    }
+    pendingChildren.clear();  // only after an exception are there any: they belong to no tree
+    if (levels.size() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
+        levels.swap(spareLevels());
+        pendingChildren.swap(sparePendingChildren());
+    }
+}
+
+
+
+
+void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
+    attachChildren(levels[0]);
+    levels[0].node->setData(std::string(text));
+}
+
+void TreeBuilder::streamEnd(std::uint64_t) {
+    // The elements still open keep no text.
+    while (depth > 0) {
+        attachChildren(levels[depth]);
+        leaveLevel();
+    }
+    attachChildren(levels[0]);
+}
+
+
+
+}  // namespace KpXml::detail

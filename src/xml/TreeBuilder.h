@@ -1,0 +1,143 @@
+#ifndef KPXML_XML_TREEBUILDER_H
+#define KPXML_XML_TREEBUILDER_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <string_view>
+#include <vector>
+
+#include "kpxml/KpXmlData.h"
+#include "xml/ParseEvents.h"
+
+namespace KpXml::detail {
+
+// Builds the tree under a root from the scanner's events. It keeps one level per element being
+// read (the document level first) on an explicit stack, so that any depth can be read, and holds
+// the children read at each level until the level ends, so that each child list grows once.
+class TreeBuilder final : public ParseEvents {
+public:
+    // root: an element with an empty name, which the first start tag names.
+    explicit TreeBuilder(KpXmlData& root);
+    // Deletes the elements still open (reading stopped by an exception): they belong to no tree.
+    ~TreeBuilder() override;
+    TreeBuilder(const TreeBuilder&) = delete;
+    TreeBuilder& operator=(const TreeBuilder&) = delete;
+
+    // A new child of the element being read, or the fresh root's own name and attributes; a tag
+    // of separators only inside an element is ignored. True when the element's level opened.
+    bool startTag(const StartTag& tag, std::uint64_t at) override;
+    // The element being read gets its text and joins its parent's children.
+    void endTag(std::string_view text, std::uint64_t at) override;
+    // The root gets the document level's text and its children.
+    void documentEnd(std::string_view text, std::uint64_t at) override;
+    // The elements still open end without text and join their parents.
+    void streamEnd(std::uint64_t at) override;
+
+private:
+    // One element whose content is being read (the document level first).
+    struct Level {
+        KpXmlData* node;         // the element whose content this is
+        std::size_t firstChild;  // where the children read at this level start in pendingChildren
+        bool owned;              // the builder made the element (not the root): the level owns it until it ends
+        // What follows "/" in the end tag that ends the level: the element's name, which no longer
+        // changes, or nothing when the element had no name when its level began.
+        std::string_view endTagName;
+        bool plainEndTagName;  // endTagName holds no '&', '<' or '>'
+    };
+
+    // Ends the innermost level; its element joins the children of the level above.
+    void leaveLevel();
+    // Tells the scanner which end tag the innermost level waits for.
+    void awaitInnermostEndTag();
+    // Hands the children read at a level to its element, in the order read.
+    void attachChildren(const Level& level);
+    // Sets the tag's attributes on a node: an attribute of the same name is updated in place,
+    // others are appended.
+    static void applyAttributes(KpXmlData& node, const StartTag& tag);
+
+    // The level stack and the pending children of the last parse on this thread, kept for the
+    // next one (see the constructor).
+    static std::vector<Level>& spareLevels();
+    static std::vector<std::unique_ptr<KpXmlData>>& sparePendingChildren();
+
+    static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
+    static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
+
+    std::vector<Level> levels;
+    std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
+    std::size_t depth = 0;                                    // the index in levels of the innermost level
+};
+
+// The events come for every element: defined here, so that the scanner makes them without a call.
+
+[[gnu::always_inline]] inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
+    KpXmlData* parent = levels[depth].node;
+    // Only an element whose name is still empty (the fresh root) takes a tag's name and
+    // attributes itself; others get a new child. A tag of separators only inside an element
+    // is ignored.
+    const bool intoParent = parent->getName().empty();
+    if (tag.blank && !intoParent) return false;
+
+    std::unique_ptr<KpXmlData> created;
+    KpXmlData* element = parent;
+    if (!intoParent) {
+        created = std::make_unique<KpXmlData>(std::string(tag.name), parent);
+        element = created.get();
+    } else if (!tag.blank) {
+        element->setName(std::string(tag.name));
+    }
+    if (tag.attributeCount != 0) applyAttributes(*element, tag);
+
+    if (!tag.open) {
+        if (created != nullptr) pendingChildren.push_back(std::move(created));
+        return false;
+    }
+    // The levels in use are levels[0..depth]; the vector only grows, so that entering a level
+    // is a plain store while the document stays within the depth reached so far.
+    if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
+    ++depth;
+    const std::string& name = element->getName();
+    // The element's name is the tag's, except for a root that a tag of separators left unnamed.
+    levels[depth] = {element, pendingChildren.size(), created != nullptr,
+                     name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName};
+    created.release();  // now owned by the level
+    awaitInnermostEndTag();
+    return true;
+}
+
+[[gnu::always_inline]] inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
+    const Level& finished = levels[depth];
+    attachChildren(finished);
+    // Storing an empty text changes nothing where the stored text is empty already.
+    if (!(text.empty() && finished.node->getData().empty())) finished.node->setData(std::string(text));
+    leaveLevel();
+}
+
+[[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
+    if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
+    --depth;
+    awaitInnermostEndTag();
+}
+
+[[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
+    const Level& level = levels[depth];
+    awaitEndTag(depth == 0, level.endTagName, level.plainEndTagName);
+}
+
+inline void TreeBuilder::attachChildren(const Level& level) {
+    // Each child names its parent from its creation on, so this step does not visit the
+    // children again (a large child list is long out of the cache by now).
+    if (pendingChildren.size() == level.firstChild) return;  // none: the child list stays as it is
+    std::vector<KpXmlData*>& children = level.node->getChildren();
+    children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
+    for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
+        children.push_back(pendingChildren[i].release());
+    }
+    pendingChildren.resize(level.firstChild);
+}
+
+}  // namespace KpXml::detail
+
+#endif
