@@ -209,8 +209,9 @@ TEST(ChildNameIndex, SeesChangesMadeThroughAChildListHeldFromBefore) {
     std::swap(children[5], children[6]);  // same length: the child found has moved
     EXPECT_EQ(found("c5"), children[6]);
     children[20]->setName("c5");  // a rename of a child: its parent counts it
-    EXPECT_EQ(found("c5"), children[6]);
-    std::swap(children[6], children[20]);
+    ASSERT_EQ(found("c5"), children[6]);
+    ASSERT_EQ(found("c5"), children[6]);  // indexed again
+    std::swap(children[6], children[20]);  // the first "c5" is now the renamed child
     EXPECT_EQ(found("c5"), children[6]);
     XML_Delete_Tree(tree);
 }
