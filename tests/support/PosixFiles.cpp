@@ -49,23 +49,12 @@ bool setOwner(const std::string& path, unsigned user, unsigned group) { return :
 
 bool mayChangeOwners() { return ::geteuid() == 0; }
 
+unsigned setUmask(unsigned mask) { return ::umask(static_cast<mode_t>(mask)); }
+
 unsigned modeOf(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
-
-bool setMode(const std::string& path, unsigned mode) { return ::chmod(path.c_str(), mode) == 0; }
-
-unsigned setUmask(unsigned mask) { return ::umask(static_cast<mode_t>(mask)); }
-
-bool isSymbolicLink(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-}
-
-bool makeSymbolicLink(const std::string& text, const std::string& path) { return ::symlink(text.c_str(), path.c_str()) == 0; }
-
-bool makeHardLink(const std::string& existing, const std::string& path) { return ::link(existing.c_str(), path.c_str()) == 0; }
 
 bool setAttribute(const std::string& path, const std::string& name, const std::string& value, std::string& reason) {
 #ifdef __linux__
@@ -123,11 +112,6 @@ bool makeDeviceLike(const std::string& path, const std::string& model, std::stri
     return true;
 }
 
-bool isFifo(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
-}
-
 bool isDeviceLike(const std::string& path, const std::string& model) {
     struct stat made {}, original {};
     return ::lstat(path.c_str(), &made) == 0 && ::stat(model.c_str(), &original) == 0 &&
@@ -166,22 +150,16 @@ int runWithPrivateMounts(const std::function<int()>& body, std::string& reason) 
 #endif
 }
 
-bool mountTmpfs(const std::string& directory) {
 #ifdef __linux__
-    return ::mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=1m") == 0;
-#else
-    (void)directory;
-    return false;
-#endif
-}
+bool mountTmpfs(const std::string& directory) { return ::mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=1m") == 0; }
 
 bool remountReadOnly(const std::string& directory) {
-#ifdef __linux__
     return ::mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-#else
-    (void)directory;
-    return false;
-#endif
 }
+#else
+// Not reached: runWithPrivateMounts runs no body here.
+bool mountTmpfs(const std::string&) { return false; }
+bool remountReadOnly(const std::string&) { return false; }
+#endif
 
 }  // namespace KpXml::test::posix

@@ -16,18 +16,10 @@ bool ownerOf(const std::string& path, unsigned& user, unsigned& group);
 bool setOwner(const std::string& path, unsigned user, unsigned group);
 // True when the process may give files to other users (root).
 bool mayChangeOwners();
-// The permission bits of path (following links), with set-ID and sticky bits; 0 when missing.
-unsigned modeOf(const std::string& path);
-// Sets the permission bits of path; false when refused.
-bool setMode(const std::string& path, unsigned mode);
 // Sets the umask; returns the previous one.
 unsigned setUmask(unsigned mask);
-// True when path is a symbolic link itself.
-bool isSymbolicLink(const std::string& path);
-// Makes a symbolic link at path holding text; false when refused.
-bool makeSymbolicLink(const std::string& text, const std::string& path);
-// Makes a hard link at path to existing; false when refused.
-bool makeHardLink(const std::string& existing, const std::string& path);
+// The permission bits of path (following links), with set-ID and sticky bits; 0 when missing.
+unsigned modeOf(const std::string& path);
 
 // Sets the extended attribute name of path to value; false with reason (the system's words)
 // when the file system or the process's rights refuse it.
@@ -58,8 +50,7 @@ bool makeFifo(const std::string& path);
 // Makes a device node at path with the kind and device numbers of model (e.g. "/dev/null");
 // false with reason when refused. model itself is only looked at.
 bool makeDeviceLike(const std::string& path, const std::string& model, std::string& reason);
-// True when path is a FIFO; true when path is a character device with model's numbers.
-bool isFifo(const std::string& path);
+// True when path is a device node with model's kind and numbers.
 bool isDeviceLike(const std::string& path, const std::string& model);
 
 // Runs body in a child process with a private mount namespace (Linux), so that it may mount file
