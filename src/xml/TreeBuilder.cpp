@@ -71,17 +71,18 @@ TreeBuilder::TreeBuilder(KpXmlData& root) {
     // a parse (by a stream buffer) finds them taken and makes its own.
     levels.swap(spareLevels());
     pendingChildren.swap(sparePendingChildren());
-    if (levels.size() < initialDepth) levels.resize(initialDepth);
+    levels.clear();
+    if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
-    levels[0] = {&root, 0, false, std::string_view(), true};
+    levels.push_back({&root, 0, false, std::string_view(), true});
 }
 
 TreeBuilder::~TreeBuilder() {
-    for (std::size_t level = 0; level <= depth; ++level) {
-        if (levels[level].owned) delete levels[level].node;
+    for (const Level& level : levels) {
+        if (level.owned) delete level.node;
     }
     pendingChildren.clear();  // only after an exception are there any: they belong to no tree
-    if (levels.size() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
+    if (levels.capacity() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
         levels.swap(spareLevels());
         pendingChildren.swap(sparePendingChildren());
     }
@@ -97,8 +98,8 @@ void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
 
 void TreeBuilder::streamEnd(std::uint64_t) {
     // The elements still open keep no text.
-    while (depth > 0) {
-        attachChildren(levels[depth]);
+    while (levels.size() > 1) {
+        attachChildren(levels.back());
         leaveLevel();
     }
     attachChildren(levels[0]);

@@ -65,15 +65,14 @@ private:
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
     static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
 
-    std::vector<Level> levels;
+    std::vector<Level> levels;  // the document level first, the innermost last
     std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
-    std::size_t depth = 0;                                    // the index in levels of the innermost level
 };
 
 // The events come for every element: defined here, so that the scanner makes them without a call.
 
 [[gnu::always_inline]] inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
-    KpXmlData* parent = levels[depth].node;
+    KpXmlData* parent = levels.back().node;
     // Only an element whose name is still empty (the fresh root) takes a tag's name and
     // attributes itself; others get a new child. A tag of separators only inside an element
     // is ignored.
@@ -94,21 +93,17 @@ private:
         if (created != nullptr) pendingChildren.push_back(std::move(created));
         return false;
     }
-    // The levels in use are levels[0..depth]; the vector only grows, so that entering a level
-    // is a plain store while the document stays within the depth reached so far.
-    if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
-    ++depth;
     const std::string& name = element->getName();
     // The element's name is the tag's, except for a root that a tag of separators left unnamed.
-    levels[depth] = {element, pendingChildren.size(), created != nullptr,
-                     name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName};
+    levels.push_back({element, pendingChildren.size(), created != nullptr,
+                      name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName});
     created.release();  // now owned by the level
     awaitInnermostEndTag();
     return true;
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
-    const Level& finished = levels[depth];
+    const Level& finished = levels.back();
     attachChildren(finished);
     // Storing an empty text changes nothing where the stored text is empty already.
     if (!(text.empty() && finished.node->getData().empty())) finished.node->setData(std::string(text));
@@ -116,14 +111,14 @@ private:
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
-    if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
-    --depth;
+    if (levels.back().owned) pendingChildren.emplace_back(levels.back().node);
+    levels.pop_back();
     awaitInnermostEndTag();
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
-    const Level& level = levels[depth];
-    awaitEndTag(depth == 0, level.endTagName, level.plainEndTagName);
+    const Level& level = levels.back();
+    awaitEndTag(levels.size() == 1, level.endTagName, level.plainEndTagName);
 }
 
 inline void TreeBuilder::attachChildren(const Level& level) {
