@@ -59,8 +59,8 @@ std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
     return spare;
 }
 
-std::vector<std::unique_ptr<KpXmlData>>& TreeBuilder::sparePendingChildren() {
-    thread_local std::vector<std::unique_ptr<KpXmlData>> spare;
+std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
+    thread_local std::vector<KpXmlData*> spare;
     return spare;
 }
 
@@ -81,7 +81,9 @@ TreeBuilder::~TreeBuilder() {
     for (const Level& level : levels) {
         if (level.owned) delete level.node;
     }
-    pendingChildren.clear();  // only after an exception are there any: they belong to no tree
+    // Only after an exception are there any: they belong to no tree.
+    for (KpXmlData* child : pendingChildren) delete child;
+    pendingChildren.clear();
     if (levels.capacity() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
         levels.swap(spareLevels());
         pendingChildren.swap(sparePendingChildren());

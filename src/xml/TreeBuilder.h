@@ -60,13 +60,14 @@ private:
     // The level stack and the pending children of the last parse on this thread, kept for the
     // next one (see the constructor).
     static std::vector<Level>& spareLevels();
-    static std::vector<std::unique_ptr<KpXmlData>>& sparePendingChildren();
+    static std::vector<KpXmlData*>& sparePendingChildren();
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
     static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
 
     std::vector<Level> levels;  // the document level first, the innermost last
-    std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
+    // The children read and not yet attached, by level; the builder owns them until they are.
+    std::vector<KpXmlData*> pendingChildren;
 };
 
 // The events come for every element: defined here, so that the scanner makes them without a call.
@@ -90,7 +91,10 @@ private:
     if (tag.attributeCount != 0) applyAttributes(*element, tag);
 
     if (!tag.open) {
-        if (created != nullptr) pendingChildren.push_back(std::move(created));
+        if (created != nullptr) {
+            pendingChildren.push_back(created.get());
+            created.release();  // now owned by the builder
+        }
         return false;
     }
     const std::string& name = element->getName();
@@ -126,11 +130,9 @@ inline void TreeBuilder::attachChildren(const Level& level) {
     // children again (a large child list is long out of the cache by now).
     if (pendingChildren.size() == level.firstChild) return;  // none: the child list stays as it is
     std::vector<KpXmlData*>& children = level.node->getChildren();
-    children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
-    for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
-        children.push_back(pendingChildren[i].release());
-    }
-    pendingChildren.resize(level.firstChild);
+    const auto first = pendingChildren.begin() + static_cast<std::ptrdiff_t>(level.firstChild);
+    children.insert(children.end(), first, pendingChildren.end());
+    pendingChildren.erase(first, pendingChildren.end());  // now owned by the element
 }
 
 }  // namespace KpXml::detail
