@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "xml/NodeAttributes.h"
+#include "xml/NodeLifetime.h"
 
 namespace KpXml::detail {
 
@@ -30,7 +31,8 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     attributes.reserve(attributes.size() + tag.attributeCount);
     if (attributes.empty() && (tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-            storeAttribute(node, nullptr, std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
+            // The room is reserved: appending cannot fail once the attribute is made.
+            attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
         }
         return;
     }
