@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kpxml/KpXmlData.h"
+#include "xml/NodeLifetime.h"
 #include "xml/ParseEvents.h"
 
 namespace KpXml::detail {
@@ -83,7 +84,7 @@ private:
     std::unique_ptr<KpXmlData> created;
     KpXmlData* element = parent;
     if (!intoParent) {
-        created = std::make_unique<KpXmlData>(std::string(tag.name), parent);
+        created = NodeAccess::newElement(tag.name, parent);
         element = created.get();
     } else if (!tag.blank) {
         element->setName(std::string(tag.name));
