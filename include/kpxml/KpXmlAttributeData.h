@@ -3,8 +3,13 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "kpxml/KpXmlExport.h"
+
+namespace KpXml::detail {
+class NodeAccess;
+}
 
 // One attribute of an element: a name, its value text and an entity flag. Numbers are kept as
 // text and converted on every read.
@@ -51,9 +56,14 @@ public:
     bool checkValue(double value, double tolerance) const;
 
 private:
+    // For the library's parser: name and value copied straight from the bytes read.
+    KpXmlAttributeData(std::string_view name, std::string_view data, bool entity);
+
     std::string name;
     std::string data;
     bool entityFlag;
+
+    friend class KpXml::detail::NodeAccess;
 };
 
 #endif

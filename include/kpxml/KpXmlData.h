@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kpxml/KpXmlAttributeData.h"
@@ -176,6 +177,9 @@ public:
     static const std::string& toString(const std::string& value);
 
 private:
+    // For the library's parser: the name copied straight from the bytes read, the parent set.
+    KpXmlData(KpXmlData* parent, std::string_view name);
+
     std::string name;
     std::string data;
     KpXmlData* parent;

@@ -110,7 +110,7 @@ public:
 private:
     KpXmlData* root;
     KpXmlData* currentNode;
-    std::map<char, std::string> escapeMap;
+    std::map<char, std::string> escapeMap;  // empty: the escapes every document starts with
     std::map<std::string, std::string> entityMap;  // empty: the entities every document starts with
     std::string separators;
     std::string indent;

@@ -74,7 +74,7 @@ const std::map<char, std::string>& Escaper::defaultMap() {
 const Escaper& Escaper::forMap(const std::map<char, std::string>& escapeMap, std::optional<Escaper>& own) {
     // The code page, the other input of the tables, stays the same for the life of the process.
     static const Escaper shared(defaultMap());
-    if (escapeMap == defaultMap()) return shared;
+    if (escapeMap.empty() || escapeMap == defaultMap()) return shared;
     return own.emplace(escapeMap);
 }
 

@@ -24,8 +24,9 @@ class Escaper {
 public:
     explicit Escaper(const std::map<char, std::string>& escapeMap);
 
-    // The escaper for escapeMap: for the map every document starts with, one escaper built on
-    // first use and shared from then on; for any other map, one built into own and returned.
+    // The escaper for escapeMap: for the map every document starts with (or an empty map, which
+    // stands for it), one escaper built on first use and shared from then on; for any other map,
+    // one built into own and returned.
     static const Escaper& forMap(const std::map<char, std::string>& escapeMap, std::optional<Escaper>& own);
     // The map every document starts with: line feed, < > & " and ' to their entities.
     static const std::map<char, std::string>& defaultMap();

@@ -8,6 +8,9 @@
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
     : name(initialName), data(initialData), entityFlag(true) {}
 
+KpXmlAttributeData::KpXmlAttributeData(std::string_view initialName, std::string_view initialData, bool entity)
+    : name(initialName), data(initialData), entityFlag(entity) {}
+
 KpXmlAttributeData::~KpXmlAttributeData() = default;
 
 int KpXmlAttributeData::getInteger() const {

@@ -9,9 +9,9 @@
 KpXmlTree::KpXmlTree()
     : root(nullptr),
       currentNode(nullptr),
-      escapeMap(KpXml::detail::Escaper::defaultMap()),
-      // Left empty: an empty entity map stands for the one every document starts with, which
+      // Both maps left empty: an empty map stands for the one every document starts with, which
       // nothing can change, so that a document does not build a copy of it.
+      escapeMap(),
       entityMap(),
       separators(" \t") {}
 

@@ -2,6 +2,8 @@
 #define KPXML_XML_NODELIFETIME_H
 
 #include <cstdint>
+#include <memory>
+#include <string_view>
 
 #include "kpxml/KpXmlData.h"
 
@@ -21,6 +23,14 @@ public:
     // modification, or one of its children is renamed. A change made later through a child list
     // handed out earlier does not change it: an index of the children checks the list itself too.
     static std::uint32_t childListChanges(const KpXmlData& node) { return node.childListChanges; }
+    // A new element named name (copied once, straight from the view) whose parent pointer is set.
+    static std::unique_ptr<KpXmlData> newElement(std::string_view name, KpXmlData* parent) {
+        return std::unique_ptr<KpXmlData>(new KpXmlData(parent, name));
+    }
+    // A new attribute whose name and value are copied once, straight from the views.
+    static std::unique_ptr<KpXmlAttributeData> newAttribute(std::string_view name, std::string_view value, bool entity) {
+        return std::unique_ptr<KpXmlAttributeData>(new KpXmlAttributeData(name, value, entity));
+    }
 };
 
 }  // namespace KpXml::detail

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -99,9 +98,10 @@ public:
     // name is plain (see isPlainName); the position after it, or null.
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
-        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>' ||
-            (!name.empty() && std::memcmp(p + 1, name.data(), name.size()) != 0)) {
-            return nullptr;
+        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>') return nullptr;
+        // Byte by byte: names are short, shorter than a call to memcmp takes to set up.
+        for (std::size_t i = 0; i < name.size(); ++i) {
+            if (p[1 + i] != name[i]) return nullptr;
         }
         return p + length;
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "xml/NodeAttributes.h"
+#include "xml/NodeLifetime.h"
 
 namespace KpXml::detail {
 
@@ -30,7 +31,8 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     attributes.reserve(attributes.size() + tag.attributeCount);
     if (attributes.empty() && (tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-            storeAttribute(node, nullptr, std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
+            // The room is reserved: appending cannot fail once the attribute is made.
+            attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
         }
         return;
     }
@@ -59,8 +61,8 @@ std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
     return spare;
 }
 
-std::vector<std::unique_ptr<KpXmlData>>& TreeBuilder::sparePendingChildren() {
-    thread_local std::vector<std::unique_ptr<KpXmlData>> spare;
+std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
+    thread_local std::vector<KpXmlData*> spare;
     return spare;
 }
 
@@ -71,17 +73,20 @@ TreeBuilder::TreeBuilder(KpXmlData& root) {
     // a parse (by a stream buffer) finds them taken and makes its own.
     levels.swap(spareLevels());
     pendingChildren.swap(sparePendingChildren());
-    if (levels.size() < initialDepth) levels.resize(initialDepth);
+    levels.clear();
+    if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
-    levels[0] = {&root, 0, false, std::string_view(), true};
+    levels.push_back({&root, 0, false, std::string_view(), true});
 }
 
 TreeBuilder::~TreeBuilder() {
-    for (std::size_t level = 0; level <= depth; ++level) {
-        if (levels[level].owned) delete levels[level].node;
+    for (const Level& level : levels) {
+        if (level.owned) delete level.node;
     }
-    pendingChildren.clear();  // only after an exception are there any: they belong to no tree
-    if (levels.size() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
+    // Only after an exception are there any: they belong to no tree.
+    for (KpXmlData* child : pendingChildren) delete child;
+    pendingChildren.clear();
+    if (levels.capacity() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
         levels.swap(spareLevels());
         pendingChildren.swap(sparePendingChildren());
     }
@@ -97,8 +102,8 @@ void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
 
 void TreeBuilder::streamEnd(std::uint64_t) {
     // The elements still open keep no text.
-    while (depth > 0) {
-        attachChildren(levels[depth]);
+    while (levels.size() > 1) {
+        attachChildren(levels.back());
         leaveLevel();
     }
     attachChildren(levels[0]);

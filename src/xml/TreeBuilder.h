@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kpxml/KpXmlData.h"
+#include "xml/NodeLifetime.h"
 #include "xml/ParseEvents.h"
 
 namespace KpXml::detail {
@@ -60,20 +61,20 @@ private:
     // The level stack and the pending children of the last parse on this thread, kept for the
     // next one (see the constructor).
     static std::vector<Level>& spareLevels();
-    static std::vector<std::unique_ptr<KpXmlData>>& sparePendingChildren();
+    static std::vector<KpXmlData*>& sparePendingChildren();
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
     static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
 
-    std::vector<Level> levels;
-    std::vector<std::unique_ptr<KpXmlData>> pendingChildren;  // read, not yet attached; by level
-    std::size_t depth = 0;                                    // the index in levels of the innermost level
+    std::vector<Level> levels;  // the document level first, the innermost last
+    // The children read and not yet attached, by level; the builder owns them until they are.
+    std::vector<KpXmlData*> pendingChildren;
 };
 
 // The events come for every element: defined here, so that the scanner makes them without a call.
 
 [[gnu::always_inline]] inline bool TreeBuilder::startTag(const StartTag& tag, std::uint64_t) {
-    KpXmlData* parent = levels[depth].node;
+    KpXmlData* parent = levels.back().node;
     // Only an element whose name is still empty (the fresh root) takes a tag's name and
     // attributes itself; others get a new child. A tag of separators only inside an element
     // is ignored.
@@ -83,7 +84,7 @@ private:
     std::unique_ptr<KpXmlData> created;
     KpXmlData* element = parent;
     if (!intoParent) {
-        created = std::make_unique<KpXmlData>(std::string(tag.name), parent);
+        created = NodeAccess::newElement(tag.name, parent);
         element = created.get();
     } else if (!tag.blank) {
         element->setName(std::string(tag.name));
@@ -91,24 +92,23 @@ private:
     if (tag.attributeCount != 0) applyAttributes(*element, tag);
 
     if (!tag.open) {
-        if (created != nullptr) pendingChildren.push_back(std::move(created));
+        if (created != nullptr) {
+            pendingChildren.push_back(created.get());
+            created.release();  // now owned by the builder
+        }
         return false;
     }
-    // The levels in use are levels[0..depth]; the vector only grows, so that entering a level
-    // is a plain store while the document stays within the depth reached so far.
-    if (depth + 1 == levels.size()) levels.resize(levels.size() * 2);
-    ++depth;
     const std::string& name = element->getName();
     // The element's name is the tag's, except for a root that a tag of separators left unnamed.
-    levels[depth] = {element, pendingChildren.size(), created != nullptr,
-                     name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName};
+    levels.push_back({element, pendingChildren.size(), created != nullptr,
+                      name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName});
     created.release();  // now owned by the level
     awaitInnermostEndTag();
     return true;
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::endTag(std::string_view text, std::uint64_t) {
-    const Level& finished = levels[depth];
+    const Level& finished = levels.back();
     attachChildren(finished);
     // Storing an empty text changes nothing where the stored text is empty already.
     if (!(text.empty() && finished.node->getData().empty())) finished.node->setData(std::string(text));
@@ -116,14 +116,14 @@ private:
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
-    if (levels[depth].owned) pendingChildren.emplace_back(levels[depth].node);
-    --depth;
+    if (levels.back().owned) pendingChildren.emplace_back(levels.back().node);
+    levels.pop_back();
     awaitInnermostEndTag();
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::awaitInnermostEndTag() {
-    const Level& level = levels[depth];
-    awaitEndTag(depth == 0, level.endTagName, level.plainEndTagName);
+    const Level& level = levels.back();
+    awaitEndTag(levels.size() == 1, level.endTagName, level.plainEndTagName);
 }
 
 inline void TreeBuilder::attachChildren(const Level& level) {
@@ -131,11 +131,9 @@ inline void TreeBuilder::attachChildren(const Level& level) {
     // children again (a large child list is long out of the cache by now).
     if (pendingChildren.size() == level.firstChild) return;  // none: the child list stays as it is
     std::vector<KpXmlData*>& children = level.node->getChildren();
-    children.reserve(children.size() + (pendingChildren.size() - level.firstChild));
-    for (std::size_t i = level.firstChild; i < pendingChildren.size(); ++i) {
-        children.push_back(pendingChildren[i].release());
-    }
-    pendingChildren.resize(level.firstChild);
+    const auto first = pendingChildren.begin() + static_cast<std::ptrdiff_t>(level.firstChild);
+    children.insert(children.end(), first, pendingChildren.end());
+    pendingChildren.erase(first, pendingChildren.end());  // now owned by the element
 }
 
 }  // namespace KpXml::detail

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,14 @@ TEST(EscaperTest, TailStoredAgainOverBytesAlreadyWritten) {
         {"<<<<<a=bc", "a&#61;bc"},      // tail with '=' not allowed: stored byte by byte
     };
     for (const auto& c : cases) EXPECT_EQ(escape(escaper, c.text, false), c.expected) << c.text;
+}
+
+TEST(EscaperTest, EmptyMapStandsForTheMapEveryDocumentStartsWith) {
+    std::optional<KpXml::detail::Escaper> own;
+    const KpXml::detail::Escaper& ofEmpty = KpXml::detail::Escaper::forMap({}, own);
+    EXPECT_EQ(&ofEmpty, &KpXml::detail::Escaper::forMap(KpXml::detail::Escaper::defaultMap(), own));
+    EXPECT_FALSE(own.has_value());
+    EXPECT_EQ(escape(ofEmpty, "<a b=\"c'\">&\n", true), "&lt;a b=&quot;c&apos;&quot;&gt;&amp;&#x000a;");
 }
 
 }  // namespace
