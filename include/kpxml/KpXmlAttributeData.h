@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
 #include "kpxml/KpXmlExport.h"
 
@@ -57,7 +56,7 @@ public:
 
 private:
     // For the library's parser: name and value copied straight from the bytes read.
-    KpXmlAttributeData(std::string_view name, std::string_view data, bool entity);
+    KpXmlAttributeData(const char* name, std::size_t nameSize, const char* data, std::size_t dataSize, bool entity);
 
     std::string name;
     std::string data;

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "kpxml/KpXmlAttributeData.h"
@@ -178,7 +177,7 @@ public:
 
 private:
     // For the library's parser: the name copied straight from the bytes read, the parent set.
-    KpXmlData(KpXmlData* parent, std::string_view name);
+    KpXmlData(KpXmlData* parent, const char* name, std::size_t nameSize);
 
     std::string name;
     std::string data;

@@ -8,8 +8,9 @@
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
     : name(initialName), data(initialData), entityFlag(true) {}
 
-KpXmlAttributeData::KpXmlAttributeData(std::string_view initialName, std::string_view initialData, bool entity)
-    : name(initialName), data(initialData), entityFlag(entity) {}
+KpXmlAttributeData::KpXmlAttributeData(const char* initialName, std::size_t nameSize, const char* initialData,
+                                       std::size_t dataSize, bool entity)
+    : name(initialName, nameSize), data(initialData, dataSize), entityFlag(entity) {}
 
 KpXmlAttributeData::~KpXmlAttributeData() = default;
 

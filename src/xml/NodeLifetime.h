@@ -25,11 +25,11 @@ public:
     static std::uint32_t childListChanges(const KpXmlData& node) { return node.childListChanges; }
     // A new element named name (copied once, straight from the view) whose parent pointer is set.
     static std::unique_ptr<KpXmlData> newElement(std::string_view name, KpXmlData* parent) {
-        return std::unique_ptr<KpXmlData>(new KpXmlData(parent, name));
+        return std::unique_ptr<KpXmlData>(new KpXmlData(parent, name.data(), name.size()));
     }
     // A new attribute whose name and value are copied once, straight from the views.
     static std::unique_ptr<KpXmlAttributeData> newAttribute(std::string_view name, std::string_view value, bool entity) {
-        return std::unique_ptr<KpXmlAttributeData>(new KpXmlAttributeData(name, value, entity));
+        return std::unique_ptr<KpXmlAttributeData>(new KpXmlAttributeData(name.data(), name.size(), value.data(), value.size(), entity));
     }
 };
 
