@@ -132,11 +132,6 @@ void parseText(const std::string& text, const std::string& label, KpXmlTree& doc
     document.buildOfStream(in);
 }
 
-bool loadDocument(const std::string& path, KpXmlTree& document) {
-    std::string text;
-    return loadDocument(path, document, text);
-}
-
 bool loadDocument(const std::string& path, KpXmlTree& document, std::string& text) {
     std::string reason;
     if (!readInput(path, text, reason)) {

@@ -43,10 +43,8 @@ bool readInput(const std::string& name, std::string& text, std::string& reason);
 // Parses text into document with the library's parser, showing progress under label.
 void parseText(const std::string& text, const std::string& label, KpXmlTree& document);
 
-// Reads and parses the file at path ("-": standard input); on failure prints "kpxml: PATH: REASON"
-// to standard error and returns false.
-bool loadDocument(const std::string& path, KpXmlTree& document);
-// As loadDocument, keeping the text that was read in text.
+// Reads and parses the file at path ("-": standard input), keeping the text that was read in
+// text; on failure prints "kpxml: PATH: REASON" to standard error and returns false.
 bool loadDocument(const std::string& path, KpXmlTree& document, std::string& text);
 
 // True when the library found an element in what it read: a root with a name.
