@@ -22,12 +22,17 @@ tools/install-deps.sh "${deps[@]}"
 
 if [[ " ${presets[*]} " == *" windows "* ]]; then
   export HOME="${HOME:-/root}"
-  # Create the Wine prefix once, before parallel test discovery would race to create it.
-  WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" "$(command -v wine64 || echo /usr/lib/wine/wine64)" wineboot --init >/dev/null 2>&1 || true
-  # Keep one Wine server for the whole run: one that exits between two test programs can drop a
-  # program that is just connecting ("recvmsg: Connection reset by peer").
+  # Keep one Wine server for the whole run: a program that connects while the server is exiting
+  # between two test programs dies with "wine client error: recvmsg: Connection reset by peer".
+  # A persistent server cannot join one that is still running (it exits with status 2), so any
+  # server of this prefix is waited for (or ended) first. Wine's own services are then started
+  # once by wineboot, which also creates the prefix, with their output going nowhere: started
+  # later by a test program, they would hold its output open and its test would never end.
   wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
-  "$wineserver" -p >/dev/null 2>&1 || true
+  mkdir -p "${WINEPREFIX:-$HOME/.wine}"
+  timeout 60 "$wineserver" -w || "$wineserver" -k || true
+  "$wineserver" -p >/dev/null 2>&1 || { echo "could not start a persistent Wine server" >&2; exit 1; }
+  WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" "$(command -v wine64 || echo /usr/lib/wine/wine64)" wineboot --init >/dev/null 2>&1 || true
   trap '"$wineserver" -k >/dev/null 2>&1 || true' EXIT
 fi
 
