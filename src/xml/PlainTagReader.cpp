@@ -77,11 +77,12 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
 
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     for (const KnownReference& entry : knownReferences) {
-        // The first bytes are compared before calling on memcmp: most names differ there.
-        if (entry.name->size() == length && (length == 0 || (*entry.name)[0] == name[0]) &&
-            std::memcmp(entry.name->data(), name, length) == 0) {
-            return &entry;
-        }
+        // Byte by byte: the names are a few bytes long, and most differ in the first.
+        if (entry.name->size() != length) continue;
+        const char* known = entry.name->data();
+        std::size_t i = 0;
+        while (i != length && known[i] == name[i]) ++i;
+        if (i == length) return &entry;
     }
     return nullptr;
 }
@@ -104,17 +105,9 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
-const char* PlainTagReader::readValue(const char* p, const char* end, std::string_view& read, std::string& value,
-                                      std::string& referenceName) const {
-    const char* start = p;
-    p = skip(p, end, endsValueRun);
-    if (p == end) return nullptr;
-    if (*p == '"') {  // no reference: the value is the bytes themselves
-        read = std::string_view(start, static_cast<std::size_t>(p - start));
-        return p;
-    }
-    value.clear();
-    value.append(start, static_cast<std::size_t>(p - start));
+const char* PlainTagReader::readDecodedValue(const char* start, const char* p, const char* end, std::string& value,
+                                             std::string& referenceName) const {
+    value.assign(start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
         if (*p == '"') break;
@@ -143,7 +136,6 @@ const char* PlainTagReader::readValue(const char* p, const char* end, std::strin
         value.append(run, static_cast<std::size_t>(p - run));
     }
     if (ampersand) value = replaceQuotes(value);
-    read = value;
     return p;
 }
 
@@ -152,9 +144,6 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
     p = skip(p, end, endsName);
     if (p == name || p == end) return nullptr;
     tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
-    // The decoded values are made at their full number at once: the views of earlier values point
-    // into them, so they must not move while the tag is read.
-    if (buffers.decodedValues.size() < maxAttributes) buffers.decodedValues.resize(maxAttributes);
     tag.attributeCount = 0;
     tag.blank = false;
     tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
@@ -185,8 +174,21 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
         if (tag.attributeCount == maxAttributes) return nullptr;
         if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
         TagAttributeView& attribute = tag.attributes[tag.attributeCount];
-        p = readValue(p + 1, end, attribute.value, buffers.decodedValues[tag.attributeCount], buffers.referenceName);
-        if (p == nullptr) return nullptr;
+        // Most values hold no reference: the value is the bytes themselves.
+        const char* value = p + 1;
+        p = skip(value, end, endsValueRun);
+        if (p == end) return nullptr;
+        if (*p == '"') {
+            attribute.value = std::string_view(value, static_cast<std::size_t>(p - value));
+        } else {
+            // The decoded values are made at their full number at once, when first needed: the
+            // views of earlier values point into them, so they must not move while a tag is read.
+            if (buffers.decodedValues.empty()) buffers.decodedValues.resize(maxAttributes);
+            std::string& decoded = buffers.decodedValues[tag.attributeCount];
+            p = readDecodedValue(value, p, end, decoded, buffers.referenceName);
+            if (p == nullptr) return nullptr;
+            attribute.value = decoded;
+        }
         attribute.name = readName;
         ++tag.attributeCount;
         if (++p == end) return nullptr;

@@ -135,10 +135,11 @@ private:
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
     }
-    // Reads a value from p (after its opening quote) into value; the position of the closing
-    // quote, or null when the value is not of the ordinary form.
-    const char* readValue(const char* p, const char* end, std::string_view& value, std::string& decoded,
-                          std::string& referenceName) const;
+    // Reads into value the value that starts at start (after its opening quote) and holds a
+    // reference or a '<' or '>' at p, the first byte of class endsValueRun; the position of the
+    // closing quote, or null when the value is not of the ordinary form.
+    const char* readDecodedValue(const char* start, const char* p, const char* end, std::string& value,
+                                 std::string& referenceName) const;
 
     static constexpr std::size_t maxAttributes = 16;
 
