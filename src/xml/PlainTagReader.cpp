@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/CodePage.h"
+#include "xml/ShortCopy.h"
 #include "xml/TagTokenizer.h"
 #include "xml/TextConvert.h"
 
@@ -58,6 +59,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
         longestKnownName = std::max(longestKnownName, name.size());
+        longestGrowth = std::max(longestGrowth, text.size() - std::min(text.size(), name.size() + 2));
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
@@ -77,11 +79,12 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
 
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     for (const KnownReference& entry : knownReferences) {
-        // The first bytes are compared before calling on memcmp: most names differ there.
-        if (entry.name->size() == length && (length == 0 || (*entry.name)[0] == name[0]) &&
-            std::memcmp(entry.name->data(), name, length) == 0) {
-            return &entry;
-        }
+        // Byte by byte: the names are a few bytes long, and most differ in the first.
+        if (entry.name->size() != length) continue;
+        const char* known = entry.name->data();
+        std::size_t i = 0;
+        while (i != length && known[i] == name[i]) ++i;
+        if (i == length) return &entry;
     }
     return nullptr;
 }
@@ -104,17 +107,26 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
-const char* PlainTagReader::readValue(const char* p, const char* end, std::string_view& read, std::string& value,
-                                      std::string& referenceName) const {
-    const char* start = p;
-    p = skip(p, end, endsValueRun);
-    if (p == end) return nullptr;
-    if (*p == '"') {  // no reference: the value is the bytes themselves
-        read = std::string_view(start, static_cast<std::size_t>(p - start));
-        return p;
+const char* PlainTagReader::readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+                                             DirectTagBuffers& buffers) const {
+    if (buffers.decodedUsed == 0) {
+        // The tag's first decoded value: room for all that the rest of the tag can decode to. The
+        // tag ends at the latest at the next '>' (no name or value read directly holds one). A
+        // reference takes at least 3 bytes ('&', a byte that starts it, ';'), a character code
+        // gives one byte, and replacing "&quot;" only shortens a value.
+        const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
+        if (close == nullptr) return nullptr;
+        const auto rest = static_cast<std::size_t>(close - start);
+        const std::size_t needed = rest + (rest / 3 + 1) * longestGrowth;
+        if (buffers.decodedCapacity < needed) {
+            // Seldom made again: most tags are shorter than the least room made.
+            const std::size_t capacity = std::max<std::size_t>(needed, 256);
+            buffers.decoded.reset(new char[capacity]);  // left uninitialised: only what is written is read
+            buffers.decodedCapacity = capacity;
+        }
     }
-    value.clear();
-    value.append(start, static_cast<std::size_t>(p - start));
+    char* const first = buffers.decoded.get() + buffers.decodedUsed;
+    char* out = copyBytes(first, start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
         if (*p == '"') break;
@@ -128,22 +140,29 @@ const char* PlainTagReader::readValue(const char* p, const char* end, std::strin
         ++p;
         if (const KnownReference* known = findKnown(nameStart, nameLength)) {
             if (known->holdsQuote) return nullptr;
-            value += *known->text;
+            out = copyBytes(out, known->text->data(), known->text->size());
             ampersand = ampersand || known->holdsAmpersand;
         } else {
-            referenceName.assign(nameStart, nameLength);
-            const std::size_t before = value.size();
-            if (!appendReference(referenceName, entityTable, true, false, value)) return nullptr;
-            if (value.find('"', before) != std::string::npos) return nullptr;
-            ampersand = ampersand || value.find('&', before) != std::string::npos;
+            buffers.referenceName.assign(nameStart, nameLength);
+            buffers.scratch.clear();
+            if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return nullptr;
+            if (buffers.scratch.find('"') != std::string::npos) return nullptr;
+            ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
+            out = copyBytes(out, buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
         p = skip(p, end, endsValueRun);
         if (p == end) return nullptr;
-        value.append(run, static_cast<std::size_t>(p - run));
+        out = copyBytes(out, run, static_cast<std::size_t>(p - run));
     }
-    if (ampersand) value = replaceQuotes(value);
-    read = value;
+    auto length = static_cast<std::size_t>(out - first);
+    if (ampersand) {
+        buffers.scratch = replaceQuotes(std::string(first, length));
+        length = buffers.scratch.size();
+        copyBytes(first, buffers.scratch.data(), length);
+    }
+    buffers.decodedUsed += length;
+    value = std::string_view(first, length);
     return p;
 }
 
@@ -152,10 +171,8 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
     p = skip(p, end, endsName);
     if (p == name || p == end) return nullptr;
     tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
-    // The decoded values are made at their full number at once: the views of earlier values point
-    // into them, so they must not move while the tag is read.
-    if (buffers.decodedValues.size() < maxAttributes) buffers.decodedValues.resize(maxAttributes);
     tag.attributeCount = 0;
+    buffers.decodedUsed = 0;
     tag.blank = false;
     tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
     tag.plainName = true;    // '&', '<' and '>' end a name
@@ -185,8 +202,16 @@ const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTa
         if (tag.attributeCount == maxAttributes) return nullptr;
         if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
         TagAttributeView& attribute = tag.attributes[tag.attributeCount];
-        p = readValue(p + 1, end, attribute.value, buffers.decodedValues[tag.attributeCount], buffers.referenceName);
-        if (p == nullptr) return nullptr;
+        // Most values hold no reference: the value is the bytes themselves.
+        const char* value = p + 1;
+        p = skip(value, end, endsValueRun);
+        if (p == end) return nullptr;
+        if (*p == '"') {
+            attribute.value = std::string_view(value, static_cast<std::size_t>(p - value));
+        } else {
+            p = readDecodedValue(value, p, end, attribute.value, buffers);
+            if (p == nullptr) return nullptr;
+        }
         attribute.name = readName;
         ++tag.attributeCount;
         if (++p == end) return nullptr;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -57,8 +58,14 @@ const EntityMap& defaultEntityMap();
 
 // The buffers the direct reading of tags fills, reused from tag to tag.
 struct DirectTagBuffers {
-    std::vector<std::string> decodedValues;  // by attribute: values whose references were resolved (never moved)
+    // The values of the tag being read whose references were resolved, one after another. Made
+    // at the first such value of a tag large enough for all the tag's values that follow (the
+    // views of earlier values point into it, so it must not move while the tag is read).
+    std::unique_ptr<char[]> decoded;
+    std::size_t decodedCapacity = 0;
+    std::size_t decodedUsed = 0;  // by the tag being read
     std::string referenceName;
+    std::string scratch;  // what a character code or a "&quot;" replacement gives
 };
 
 // The rules for reading markup straight from the input bytes, all in one place. Each function
@@ -135,10 +142,11 @@ private:
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
     }
-    // Reads a value from p (after its opening quote) into value; the position of the closing
-    // quote, or null when the value is not of the ordinary form.
-    const char* readValue(const char* p, const char* end, std::string_view& value, std::string& decoded,
-                          std::string& referenceName) const;
+    // Reads into value, decoded into buffers, the value that starts at start (after its opening
+    // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
+    // the position of the closing quote, or null when the value is not of the ordinary form.
+    const char* readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+                                 DirectTagBuffers& buffers) const;
 
     static constexpr std::size_t maxAttributes = 16;
 
@@ -158,6 +166,9 @@ private:
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
     std::size_t longestKnownName = 0;
+    // The most bytes a reference's text is longer than the reference itself ("&" + name + ";"):
+    // what decoding can add per reference.
+    std::size_t longestGrowth = 0;
 };
 
 }  // namespace KpXml::detail

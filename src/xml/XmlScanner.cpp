@@ -9,13 +9,17 @@ namespace KpXml::detail {
 
 namespace {
 
-// Bytes that end a run of plain text or of tag text.
+// Bytes that end a run of plain text or of tag text, and the bytes that a text not yet begun
+// drops (a tab, line feed or carriage return never leaves a trace in text, and spaces that start
+// a text are trimmed when it is stored).
 constexpr unsigned char endsText = 1;
 constexpr unsigned char endsTag = 2;
+constexpr unsigned char blank = 4;
 constexpr ByteClasses byteClasses = [] {
     ByteClasses classes{};
     classes['&'] = classes['<'] = classes['>'] = endsText | endsTag;
-    classes['\t'] = classes['\n'] = classes['\r'] = endsText;
+    classes['\t'] = classes['\n'] = classes['\r'] = endsText | blank;
+    classes[' '] = blank;
     return classes;
 }();
 
@@ -134,11 +138,11 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
         }
         // Text, and the markup that can be read directly, until a byte needs more than that.
         for (;;) {
-            const char* stop = runEnd(p, end, endsText);
-            // Spaces that start a text are trimmed when it is stored: they are left out at once.
+            // What a text not yet begun drops is left out at once: the indentation between tags.
             if (text.empty()) {
-                while (p != stop && *p == ' ') ++p;
+                while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & blank) != 0) ++p;
             }
+            const char* stop = runEnd(p, end, endsText);
             if (stop == end) {
                 appendRun(text, p, stop);
                 return nullptr;

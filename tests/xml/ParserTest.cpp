@@ -7,10 +7,12 @@
 
 #include "TestSupport.h"
 #include "support/ParseComparison.h"
+#include "xml/PlainTagReader.h"
 
 #include <cstddef>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -108,6 +110,32 @@ TEST(ParserTest, DirectReadingMatchesStepByStep) {
             EXPECT_EQ(KpXml::test::pathDifference(input, pieceSize), "")
                 << "pieces of " << pieceSize << "\n input: " << shown(input.substr(0, 200));
         }
+    }
+}
+
+// A table whose texts are longer than their references: the decoded values of one tag outgrow
+// the bytes they were read from, and each keeps its own bytes (also under the address sanitizer).
+TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
+    const std::string longText(100, 'w');
+    const KpXml::detail::PlainTagReader reader(" \t", {{"ax", longText}, {"lt", "<"}});
+    const struct {
+        std::string input;
+        std::vector<std::string> values;
+    } cases[] = {
+        {"a x=\"&ax;\"/>", {longText}},
+        {"a x=\"&ax;&ax;&ax;\" y=\"1&ax;2\" z=\"&lt;\">", {longText + longText + longText, "1" + longText + "2", "<"}},
+        {"a x=\"plain\" y=\"&ax;&#65;&ax;\"/>", {"plain", longText + "A" + longText}},
+    };
+    KpXml::detail::StartTag tag;
+    KpXml::detail::DirectTagBuffers buffers;  // reused from tag to tag, as by the scanner
+    for (const auto& c : cases) {
+        // A tag is read only when a byte follows it.
+        const std::string bytes = c.input + "\n";
+        const char* end = bytes.data() + bytes.size();
+        EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), end - 1) << c.input;
+        std::vector<std::string> values;
+        for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
+        EXPECT_EQ(values, c.values) << c.input;
     }
 }
 
