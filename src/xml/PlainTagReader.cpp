@@ -111,13 +111,14 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
                                              DirectTagBuffers& buffers) const {
     if (buffers.decodedUsed == 0) {
         // The tag's first decoded value: room for all that the rest of the tag can decode to. The
-        // tag ends at the latest at the next '>' (no name or value read directly holds one). A
-        // reference takes at least 3 bytes ('&', a byte that starts it, ';'), a character code
-        // gives one byte, and replacing "&quot;" only shortens a value.
+        // tag ends at the latest at the next '>' (no name or value read directly holds one). Each
+        // reference starts at an '&' and adds at most longestGrowth bytes, a character code gives
+        // one byte, and replacing "&quot;" only shortens a value.
         const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
         if (close == nullptr) return nullptr;
         const auto rest = static_cast<std::size_t>(close - start);
-        const std::size_t needed = rest + (rest / 3 + 1) * longestGrowth;
+        const auto references = static_cast<std::size_t>(std::count(p, close, '&'));
+        const std::size_t needed = rest + references * longestGrowth;
         if (buffers.decodedCapacity < needed) {
             // Seldom made again: most tags are shorter than the least room made.
             const std::size_t capacity = std::max<std::size_t>(needed, 256);
