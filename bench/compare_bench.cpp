@@ -526,7 +526,7 @@ void setTarget(Row& row, const char* what, std::size_t peer, double limit) {
 
 int main(int argc, char** argv) {
     // Internal: one parse counted under callgrind (see Instructions.h).
-    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneParse(argv[2], argv[3]);
+    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneRun(argv[2], argv[3]);
     // Internal: one measurement of memory held after destruction, in a fresh process.
     if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
     // Internal: one parse row's cell, in a fresh process.
