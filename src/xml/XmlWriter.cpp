@@ -77,7 +77,7 @@ private:
 // write and flush.
 class LineOutput {
 public:
-    explicit LineOutput(std::ostream& stream) : out(stream) {}
+    explicit LineOutput(std::ostream& stream) : out(stream), settings(stream) {}
 
     void put(const char* line, std::streamsize size) {
         if (!isPlain()) {
@@ -101,8 +101,8 @@ private:
     // sentries let them go on), there is no tied stream for the sentries to flush, and no unit
     // buffering for the sentries to flush again at their end.
     bool isPlain() const {
-        return out.rdstate() == std::ios_base::goodbit && out.tie() == nullptr &&
-               (out.flags() & std::ios_base::unitbuf) == 0;
+        return settings.rdstate() == std::ios_base::goodbit && settings.tie() == nullptr &&
+               (settings.flags() & std::ios_base::unitbuf) == 0;
     }
 
     // The result of call, a call of the stream buffer; false when it threw. As in the stream's own
@@ -132,6 +132,8 @@ private:
     }
 
     std::ostream& out;
+    // The stream's state, tie and flags, reached once instead of through the virtual base each time.
+    const std::ios& settings;
 };
 
 // The state of one call of putNode. Output is gathered line by line in one reused buffer; each
