@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <ios>
 #include <map>
 #include <memory>
 #include <optional>
-#include <ios>
 #include <ostream>
 #include <streambuf>
 #include <string>
