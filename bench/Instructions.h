@@ -1,4 +1,4 @@
-// The benchmark's instruction rows: parses counted by valgrind's callgrind, KpXml against pugixml.
+// The benchmark's instruction rows: parses and writes counted by valgrind's callgrind, KpXml against pugixml.
 #ifndef KPXML_BENCH_INSTRUCTIONS_H
 #define KPXML_BENCH_INSTRUCTIONS_H
 
@@ -7,11 +7,12 @@
 namespace bench {
 
 // Run in a process under callgrind (started with collection off): parses the named document with
-// library ("KpXml" or "pugixml") from an std::istream and destroys the tree, once to warm up and
-// once more with collection on. Returns the process's exit code: 0, or 2 for an unknown name.
-int countOneParse(const std::string& document, const std::string& library);
+// library ("KpXml" or "pugixml") from an std::istream and destroys the tree, or for a write row
+// writes the parsed document to an std::ostringstream; once to warm up and once more with
+// collection on. Returns the process's exit code: 0, or 2 for an unknown name.
+int countOneRun(const std::string& document, const std::string& library);
 
-// Runs countOneParse for every document and both libraries under valgrind, each in its own
+// Runs countOneRun for every document and both libraries under valgrind, each in its own
 // process started from the program at self, and prints the table of instructions and ratios with
 // the targets. Nothing but a note when valgrind cannot be started.
 void printInstructionTable(const std::string& self);

@@ -423,52 +423,75 @@ Row heldAfterDestroyRow(const std::string& label, const std::string& text, bool 
     return row;
 }
 
-Row writeRow(const std::string& label, const std::string& text) {
-    progress(label);
-    Row row{label, Better::Higher, {}, ""};
-    const double size = megabytes(text.size());
-    {
+// Seconds per write of text, parsed by library, to a fresh std::ostringstream, indented by two
+// spaces, with the heap warm; nothing when library refused the document or is unknown.
+std::optional<double> writeSeconds(const std::string& library, const std::string& text) {
+    pinHeapThresholds();
+    if (library == "KpXml") {
         TextStream stream(text);
         KpXmlTree tree(stream.in);
         tree.setIndent("  ");
-        row.cells.push_back({size / medianSeconds([&] {
-                                 std::ostringstream out;
-                                 tree.putToStream(out, true);
-                             }),
-                             ""});
+        return medianSeconds([&] {
+            std::ostringstream out;
+            tree.putToStream(out, true);
+        });
     }
-    {
+    if (library == "pugixml") {
         pugi::xml_document parsed;
-        parsed.load_buffer(text.data(), text.size());
-        row.cells.push_back({size / medianSeconds([&] {
-                                 std::ostringstream out;
-                                 parsed.save(out, "  ");
-                             }),
-                             ""});
+        if (!parsed.load_buffer(text.data(), text.size())) return std::nullopt;
+        return medianSeconds([&] {
+            std::ostringstream out;
+            parsed.save(out, "  ");
+        });
     }
-    {
+    if (library == "tinyxml2") {
         tinyxml2::XMLDocument parsed;
-        parsed.Parse(text.data(), text.size());
-        row.cells.push_back({size / medianSeconds([&] {
-                                 std::ostringstream out;
-                                 tinyxml2::XMLPrinter printer;
-                                 parsed.Print(&printer);
-                                 out.write(printer.CStr(), printer.CStrSize() - 1);
-                             }),
-                             ""});
+        if (parsed.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return std::nullopt;
+        return medianSeconds([&] {
+            std::ostringstream out;
+            tinyxml2::XMLPrinter printer;
+            parsed.Print(&printer);
+            out.write(printer.CStr(), printer.CStrSize() - 1);
+        });
     }
-    {
+    if (library == "libxml2") {
         const std::shared_ptr<void> parsed = libxmlParse(text);
-        row.cells.push_back({size / medianSeconds([&] {
-                                 std::ostringstream out;
-                                 xmlChar* dumped = nullptr;
-                                 int dumpedSize = 0;
-                                 xmlDocDumpFormatMemory(static_cast<xmlDoc*>(parsed.get()), &dumped, &dumpedSize, 1);
-                                 out.write(reinterpret_cast<const char*>(dumped), dumpedSize);
-                                 xmlFree(dumped);
-                             }),
-                             ""});
+        if (parsed == nullptr) return std::nullopt;
+        return medianSeconds([&] {
+            std::ostringstream out;
+            xmlChar* dumped = nullptr;
+            int dumpedSize = 0;
+            xmlDocDumpFormatMemory(static_cast<xmlDoc*>(parsed.get()), &dumped, &dumpedSize, 1);
+            out.write(reinterpret_cast<const char*>(dumped), dumpedSize);
+            xmlFree(dumped);
+        });
     }
+    return std::nullopt;
+}
+
+// Internal: writeSeconds for the document in the file at path, in a fresh process started by
+// writeRow; prints MB/s, or -1.
+int printWriteValue(const std::string& path, const std::string& library) {
+    const std::string text = readFile(path);
+    const std::optional<double> seconds = writeSeconds(library, text);
+    std::printf("%.17g\n", seconds ? megabytes(text.size()) / *seconds : -1.0);
+    return 0;
+}
+
+// writeSeconds for every library, each in a fresh process running this program. In one process
+// the heap would favour the libraries measured later: the memory an earlier library's destroyed
+// tree left in the heap (pages already faulted in) would take their string streams' large
+// buffers, which otherwise are mapped afresh (and faulted in) on every run.
+Row writeRow(const std::string& label, const std::string& text) {
+    progress(label);
+    Row row{label, Better::Higher, {}, ""};
+    const std::string path = temporaryPath("write.xml");
+    writeFile(path, text);
+    for (const Library& lib : libraries()) {
+        const std::optional<double> value = inFreshProcess("--write '" + path + "' " + lib.name);
+        row.cells.push_back(!value ? Cell{std::nullopt, "crash"} : *value < 0 ? Cell{std::nullopt, "refused"} : Cell{*value, ""});
+    }
+    std::remove(path.c_str());
     return row;
 }
 
@@ -526,9 +549,11 @@ void setTarget(Row& row, const char* what, std::size_t peer, double limit) {
 
 int main(int argc, char** argv) {
     // Internal: one parse counted under callgrind (see Instructions.h).
-    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneParse(argv[2], argv[3]);
+    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneRun(argv[2], argv[3]);
     // Internal: one measurement of memory held after destruction, in a fresh process.
     if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
+    // Internal: one write row's cell, in a fresh process.
+    if (argc == 4 && std::string(argv[1]) == "--write") return printWriteValue(argv[2], argv[3]);
     // Internal: one parse row's cell, in a fresh process.
     if (argc == 6 && std::string(argv[1]) == "--parse") {
         return printParseValue(argv[2], argv[3], std::string(argv[4]) == "warm" ? Heap::Warm : Heap::Cold, std::atof(argv[5]));

@@ -2,13 +2,17 @@
 
 #include "kpxml/KpXmlTree.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <ios>
 #include <map>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -63,6 +67,73 @@ private:
     std::unique_ptr<char[]> storage;
     std::size_t used = 0;
     std::size_t capacity = 0;
+};
+
+// Hands finished lines to a stream, each as out.write(line) followed by out.flush() does: the
+// stream buffer gets the same calls (the line in one sputn, then one pubsync) and the stream ends
+// in the same state, also when its buffer fails or throws. For the usual stream (good, tied to no
+// other stream, not unit-buffered) the two stream buffer calls are made here, without the sentry
+// that write and flush each set up and the checks it repeats; any other stream is left to its own
+// write and flush.
+class LineOutput {
+public:
+    explicit LineOutput(std::ostream& stream) : out(stream), settings(stream) {}
+
+    void put(const char* line, std::streamsize size) {
+        if (!isPlain()) {
+            out.write(line, size);
+            out.flush();
+            return;
+        }
+        std::streambuf& buffer = *out.rdbuf();  // a good stream has one
+        // write: a short write sets badbit.
+        if (!succeeds([&] { return buffer.sputn(line, size) == size; })) out.setstate(std::ios_base::badbit);
+        // flush: a failed write has made the stream bad, and flush's own sentry has its say then.
+        if (!isPlain()) {
+            out.flush();
+            return;
+        }
+        if (!succeeds([&] { return buffer.pubsync() != -1; })) out.setstate(std::ios_base::badbit);
+    }
+
+private:
+    // Whether write and flush would do their work here at once: the stream is good (so their
+    // sentries let them go on), there is no tied stream for the sentries to flush, and no unit
+    // buffering for the sentries to flush again at their end.
+    bool isPlain() const {
+        return settings.rdstate() == std::ios_base::goodbit && settings.tie() == nullptr &&
+               (settings.flags() & std::ios_base::unitbuf) == 0;
+    }
+
+    // The result of call, a call of the stream buffer; false when it threw. As in the stream's own
+    // output functions, an exception sets badbit and goes on only when the stream's exception mask
+    // holds badbit (the unwinding of a cancelled thread always goes on).
+    template <typename Call>
+    bool succeeds(Call call) {
+        try {
+            return call();
+        } catch (const abi::__forced_unwind&) {
+            setBadWithoutThrowing();
+            throw;
+        } catch (...) {
+            setBadWithoutThrowing();
+            if ((out.exceptions() & std::ios_base::badbit) != 0) throw;
+            return false;
+        }
+    }
+
+    // Sets badbit, without the ios_base::failure that setstate throws when the mask holds badbit:
+    // the stream buffer's own exception is the one that goes on.
+    void setBadWithoutThrowing() {
+        try {
+            out.setstate(std::ios_base::badbit);
+        } catch (const std::ios_base::failure&) {
+        }
+    }
+
+    std::ostream& out;
+    // The stream's state, tie and flags, reached once instead of through the virtual base each time.
+    const std::ios& settings;
 };
 
 // The state of one call of putNode. Output is gathered line by line in one reused buffer; each
@@ -204,12 +275,11 @@ private:
     // reservation) and hands it to the stream: one write, then a flush, as std::endl does.
     void endLine(char* at) {
         *at++ = '\n';
-        out.write(line.data(), static_cast<std::streamsize>(at - line.data()));
-        out.flush();
+        out.put(line.data(), static_cast<std::streamsize>(at - line.data()));
         line.clear();
     }
 
-    std::ostream& out;
+    LineOutput out;
     const std::string& indent;
     std::optional<KpXml::detail::Escaper> ownEscaper;
     const KpXml::detail::Escaper& escaper;
@@ -223,8 +293,7 @@ private:
 void KpXmlTree::putToStream(std::ostream& out, bool declaration) const {
     if (declaration) {
         static const char declarationLine[] = "<?xml version=\"1.0\"?>\n";
-        out.write(declarationLine, static_cast<std::streamsize>(sizeof declarationLine - 1));
-        out.flush();
+        LineOutput(out).put(declarationLine, static_cast<std::streamsize>(sizeof declarationLine - 1));
     }
     if (root != nullptr) putNode(out, root);
 }

@@ -9,7 +9,11 @@
 #include "TestSupport.h"
 
 #include <cstddef>
+#include <functional>
+#include <ios>
 #include <sstream>
+#include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -178,6 +182,112 @@ TEST(WriterTest, TextBeforeTheFirstChildAndAFlushAfterEveryLine) {
         if (text[i] == '\n') lineEnds.push_back(i + 1);
     }
     EXPECT_EQ(buffer.flushedAt, lineEnds);
+}
+
+// A stream buffer that logs what it is asked to do and fails or throws at a chosen call.
+struct ScriptedBuffer : std::streambuf {
+    enum class Fault { None, ShortWrite, WriteThrows, SyncFails, SyncThrows };
+    Fault fault = Fault::None;
+    int faultAt = 2;  // the call of the faulty kind (1 for the first) that fails
+    std::string log;  // bytes as received, "|" for each sync
+    int writes = 0;
+    int syncs = 0;
+
+    std::streamsize xsputn(const char* data, std::streamsize size) override {
+        ++writes;
+        const bool faulty = writes == faultAt;
+        if (faulty && fault == Fault::WriteThrows) throw std::runtime_error("write");
+        if (faulty && fault == Fault::ShortWrite) size /= 2;
+        log.append(data, static_cast<std::size_t>(size));
+        return size;
+    }
+    int sync() override {
+        ++syncs;
+        log += '|';
+        const bool faulty = syncs == faultAt;
+        if (faulty && fault == Fault::SyncThrows) throw std::runtime_error("sync");
+        return faulty && fault == Fault::SyncFails ? -1 : 0;
+    }
+};
+
+// Each line is handed to the stream as write and flush (std::endl) do: the same calls of the stream
+// buffer, the same state afterwards and the same exception, whatever the buffer and the stream's
+// settings. The reference writes the expected lines with the stream's own write and flush.
+TEST(WriterTest, EachLineIsWrittenAndFlushedAsTheStreamsOwnCallsDo) {
+    using Fault = ScriptedBuffer::Fault;
+    const std::ios_base::iostate bad = std::ios_base::badbit;
+    const std::ios_base::iostate fail = std::ios_base::failbit;
+    const std::ios_base::iostate none = std::ios_base::goodbit;
+    const struct {
+        const char* name;
+        Fault fault;
+        std::ios_base::iostate mask;  // the stream's exception mask
+        bool tied;                    // tied to another stream, which each sentry flushes
+        bool unitBuffered;
+        std::ios_base::iostate before;  // the state the stream starts in
+        std::ios_base::iostate after;
+        const char* thrown;  // "failure", the buffer's own "write" or "sync", or ""
+    } cases[] = {
+        {"good", Fault::None, none, false, false, none, none, ""},
+        {"short write", Fault::ShortWrite, none, false, false, none, bad | fail, ""},
+        {"short write, badbit raises", Fault::ShortWrite, bad, false, false, none, bad, "failure"},
+        {"failing sync", Fault::SyncFails, none, false, false, none, bad | fail, ""},
+        {"failing sync, failbit raises", Fault::SyncFails, fail, false, false, none, bad | fail, "failure"},
+        {"throwing write", Fault::WriteThrows, none, false, false, none, bad | fail, ""},
+        {"throwing write, badbit raises", Fault::WriteThrows, bad, false, false, none, bad, "write"},
+        {"throwing write, failbit raises", Fault::WriteThrows, fail, false, false, none, bad | fail, "failure"},
+        {"throwing sync", Fault::SyncThrows, none, false, false, none, bad | fail, ""},
+        {"throwing sync, badbit raises", Fault::SyncThrows, bad, false, false, none, bad, "sync"},
+        {"tied", Fault::None, none, true, false, none, none, ""},
+        {"tied, failing sync", Fault::SyncFails, none, true, false, none, bad | fail, ""},
+        {"unit-buffered", Fault::None, none, false, true, none, none, ""},
+        {"unit-buffered, failing sync", Fault::SyncFails, none, false, true, none, bad | fail, ""},
+        {"failed before", Fault::None, none, false, false, fail, fail, ""},
+        {"at end of file before", Fault::None, none, false, false, std::ios_base::eofbit, std::ios_base::eofbit, ""},
+    };
+    KpXmlTree tree("r");
+    tree.getRoot()->createChild("a")->setData("x");
+    tree.getRoot()->createChild("b");
+    const std::string lines[] = {"<?xml version=\"1.0\"?>\n", "<r>\n", "<a>x</a>\n", "<b />\n", "</r>\n"};
+
+    struct Outcome {
+        std::string log;
+        std::ios_base::iostate state;
+        std::string thrown;
+        int tieSyncs;
+    };
+    for (const auto& c : cases) {
+        const auto run = [&](const std::function<void(std::ostream&)>& write) {
+            ScriptedBuffer buffer;
+            buffer.fault = c.fault;
+            ScriptedBuffer tieBuffer;
+            std::ostream tie(&tieBuffer);
+            std::ostream out(&buffer);
+            if (c.tied) out.tie(&tie);
+            if (c.unitBuffered) out.setf(std::ios_base::unitbuf);
+            out.setstate(c.before);
+            out.exceptions(c.mask);
+            std::string thrown;
+            try {
+                write(out);
+            } catch (const std::ios_base::failure&) {
+                thrown = "failure";
+            } catch (const std::runtime_error& error) {
+                thrown = error.what();
+            }
+            return Outcome{buffer.log, out.rdstate(), thrown, tieBuffer.syncs};
+        };
+        const Outcome ours = run([&](std::ostream& out) { tree.putToStream(out, true); });
+        const Outcome reference = run([&](std::ostream& out) {
+            for (const std::string& line : lines) out.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+        });
+        EXPECT_EQ(ours.log, reference.log) << c.name;
+        EXPECT_EQ(ours.state, c.after) << c.name;
+        EXPECT_EQ(ours.state, reference.state) << c.name;
+        EXPECT_EQ(ours.thrown, c.thrown) << c.name;
+        EXPECT_EQ(ours.thrown, reference.thrown) << c.name;
+        EXPECT_EQ(ours.tieSyncs, reference.tieSyncs) << c.name;
+    }
 }
 
 // (RoundTripTest writes a node a million levels down with the indentation of its depth.)
