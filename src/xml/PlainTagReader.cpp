@@ -117,7 +117,8 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
         if (close == nullptr) return nullptr;
         const auto rest = static_cast<std::size_t>(close - start);
-        const auto references = static_cast<std::size_t>(std::count(p, close, '&'));
+        // (The default references all shorten: their '&'s need no count.)
+        const std::size_t references = longestGrowth == 0 ? 0 : static_cast<std::size_t>(std::count(p, close, '&'));
         const std::size_t needed = rest + references * longestGrowth;
         if (buffers.decodedCapacity < needed) {
             // Seldom made again: most tags are shorter than the least room made.
