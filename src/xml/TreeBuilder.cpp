@@ -69,14 +69,14 @@ std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
 TreeBuilder::TreeBuilder(KpXmlData& root) {
     // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
     // are taken over rather than allocated again. They are kept only while small (freed when the
-    // thread ends), so a thread holds no more than a few kilobytes for it. A parse started inside
+    // thread ends), so a thread holds no more than keptBytes twice for it. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
     levels.swap(spareLevels());
     pendingChildren.swap(sparePendingChildren());
     levels.clear();
     if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
-    levels.push_back({&root, 0, false, std::string_view(), true});
+    levels.push_back({&root, 0, std::string_view(), true, false});
 }
 
 TreeBuilder::~TreeBuilder() {
@@ -86,7 +86,7 @@ TreeBuilder::~TreeBuilder() {
     // Only after an exception are there any: they belong to no tree.
     for (KpXmlData* child : pendingChildren) delete child;
     pendingChildren.clear();
-    if (levels.capacity() <= keptEntries && pendingChildren.capacity() <= keptEntries) {
+    if (levels.capacity() * sizeof(Level) <= keptBytes && pendingChildren.capacity() * sizeof(KpXmlData*) <= keptBytes) {
         levels.swap(spareLevels());
         pendingChildren.swap(sparePendingChildren());
     }

@@ -41,11 +41,11 @@ private:
     struct Level {
         KpXmlData* node;         // the element whose content this is
         std::size_t firstChild;  // where the children read at this level start in pendingChildren
-        bool owned;              // the builder made the element (not the root): the level owns it until it ends
         // What follows "/" in the end tag that ends the level: the element's name, which no longer
         // changes, or nothing when the element had no name when its level began.
         std::string_view endTagName;
         bool plainEndTagName;  // endTagName holds no '&', '<' or '>'
+        bool owned;            // the builder made the element (not the root): the level owns it until it ends
     };
 
     // Ends the innermost level; its element joins the children of the level above.
@@ -64,7 +64,10 @@ private:
     static std::vector<KpXmlData*>& sparePendingChildren();
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
-    static constexpr std::size_t keptEntries = 256;  // the largest stacks kept for the next parse
+    // The largest stacks kept for the next parse, in bytes each: enough for the levels and the
+    // children of most documents, so that a parse neither grows nor frees a large buffer (either
+    // makes glibc merge all its small free blocks, which its next small requests then pay for).
+    static constexpr std::size_t keptBytes = 64 * 1024;
 
     std::vector<Level> levels;  // the document level first, the innermost last
     // The children read and not yet attached, by level; the builder owns them until they are.
@@ -100,8 +103,8 @@ private:
     }
     const std::string& name = element->getName();
     // The element's name is the tag's, except for a root that a tag of separators left unnamed.
-    levels.push_back({element, pendingChildren.size(), created != nullptr,
-                      name.empty() ? std::string_view() : std::string_view(name), name.empty() || tag.plainName});
+    levels.push_back({element, pendingChildren.size(), name.empty() ? std::string_view() : std::string_view(name),
+                      name.empty() || tag.plainName, created != nullptr});
     created.release();  // now owned by the level
     awaitInnermostEndTag();
     return true;
