@@ -403,9 +403,10 @@ BlockReleaseDeferral::BlockReleaseDeferral() noexcept {
 
 BlockReleaseDeferral::~BlockReleaseDeferral() {
     if (--deferrals != 0 || threadCaches == noCaches) return;
-    // The bound is shared by the pools: the later ones keep what the earlier ones left of it.
-    std::size_t room = keptBytesMax;
-    for (std::size_t index = 0; index < poolCount; ++index) room -= releaseKept(pools[index], threadCaches[index], room);
+    // A tree larger than the bound is not kept at all: glibc merges the small blocks of the
+    // destroyed tree when the first of its blocks goes back anyway.
+    const std::size_t bytesToKeep = keptOnThread() <= keptBytesMax ? keptBytesMax : 0;
+    for (std::size_t index = 0; index < poolCount; ++index) releaseKept(pools[index], threadCaches[index], bytesToKeep);
 }
 
 ObjectPool& nodePool() {
