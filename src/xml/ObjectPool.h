@@ -37,9 +37,9 @@ constexpr std::size_t blockBytes = 32 * 1024;
 // document of about a megabyte, and 3 % of the memory of the tree of a 50 MB document.
 constexpr std::size_t keptBytesMax = 8 * 1024 * 1024;
 
-// While one lives on a thread, the thread keeps every block that empties there, and gives those
-// beyond its usual bound back to the heap together when the last one ends (the last emptied
-// first). A tree's destruction holds one: glibc then merges the blocks with each other and the
+// While one lives on a thread, the thread keeps every block that empties there; when the last one
+// ends, it still keeps them if they fit in keptBytesMax, and gives them all back to the heap
+// together otherwise (the last emptied first). A tree's destruction holds one: glibc then merges the blocks with each other and the
 // heap's top instead of sorting each into its bins between the frees of the tree's small blocks
 // (which would set off its consolidation of them again and again).
 class BlockReleaseDeferral {
