@@ -76,19 +76,25 @@ Block* blockOf(const FreeSlot* slot) noexcept {
 struct SharedStore {
     std::mutex mutex;
     Block* withFreeSlots = nullptr;
-    Block* empty = nullptr;     // blocks kept while a thread defers their release, last emptied first
-    std::size_t blocks = 0;     // blocks the pool holds
+    std::size_t blocks = 0;     // blocks the pool holds, counting those threads keep empty
     std::size_t handedOut = 0;  // the sum of their handedOut
 };
 
 // A thread's own free slots of one pool: the list it takes from and gives to, and at most one more
 // full list in reserve, so that a thread that allocates and releases around the list's limit does
 // not go to the store every time. A list holds at most a block's worth of slots (slotsPerBlock).
+// The blocks that empty on the thread are kept for its next slots, up to keptBytesMax, and go
+// back to the heap when it ends: a program that builds a tree again after destroying one neither
+// frees nor allocates them again, and glibc does not merge the destroyed tree's small blocks (its
+// lists and texts) when the blocks are freed, so that the new tree gets those back at the cost of
+// a short free list's.
 struct ThreadCache {
     FreeSlot* head;
     // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
     std::size_t room;
-    FreeSlot* spare;  // a list of slotsPerBlock slots, or null
+    FreeSlot* spare;      // a list of slotsPerBlock slots, or null
+    Block* kept;          // emptied blocks, last emptied first, linked through next
+    std::size_t keptBytes;
 };
 
 template <typename T>
@@ -123,6 +129,13 @@ ThreadCache noCaches[poolCount] = {};
 // The number of BlockReleaseDeferral objects alive on this thread.
 [[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
 
+// The bytes of the blocks that the thread's caches keep, of all pools.
+std::size_t keptOnThread() noexcept {
+    std::size_t bytes = 0;
+    for (std::size_t index = 0; index < poolCount; ++index) bytes += threadCaches[index].keptBytes;
+    return bytes;
+}
+
 SharedStore& sharedStore(const ObjectPool& pool) {
     // Never destroyed: blocks must outlive every static object that may still hold a node.
     static SharedStore* const stores = new SharedStore[poolCount];
@@ -146,9 +159,10 @@ void releaseBlock(SharedStore& store, Block* block) noexcept {
     ::operator delete(block, std::align_val_t{blockBytes});
 }
 
-// Gives the slots of list back to their blocks; a block whose slots are all back goes back to the
-// heap. Nothing for an empty list.
-void returnList(const ObjectPool& pool, FreeSlot* list) noexcept {
+// Gives the slots of list back to their blocks. A block whose slots are all back goes to keeper's
+// kept blocks (while the thread keeps less than keptBytesMax, or any number while it defers their
+// release), else back to the heap (keeper null: always). Nothing for an empty list.
+void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noexcept {
     if (list == nullptr) return;
     SharedStore& store = sharedStore(pool);
     const std::lock_guard<std::mutex> lock(store.mutex);
@@ -160,10 +174,11 @@ void returnList(const ObjectPool& pool, FreeSlot* list) noexcept {
         // Slots come back mostly in runs of one block, whose header stays in the cache.
         if (--block->handedOut == 0) {
             if (block->freeSlots != nullptr) unlinkBlock(store, block);
-            if (deferrals != 0) {
+            if (keeper != nullptr && (deferrals != 0 || keptOnThread() < keptBytesMax)) {
                 block->freeSlots = nullptr;
-                block->next = store.empty;
-                store.empty = block;
+                block->next = keeper->kept;
+                keeper->kept = block;
+                keeper->keptBytes += blockBytes;
             } else {
                 releaseBlock(store, block);
             }
@@ -191,14 +206,31 @@ FreeSlot* linkSlots(const ObjectPool& pool, unsigned char* memory) noexcept {
     return head;
 }
 
-// All free slots of a block that has some, or a new block's; sets count to their number.
-FreeSlot* takeList(const ObjectPool& pool, std::size_t& count) {
+// Gives back to the heap the blocks that cache keeps, or as many as take its bytes above
+// bytesToKeep; returns the bytes it still keeps.
+std::size_t releaseKept(const ObjectPool& pool, ThreadCache& cache, std::size_t bytesToKeep) noexcept {
+    if (cache.keptBytes <= bytesToKeep) return cache.keptBytes;
+    SharedStore& store = sharedStore(pool);
+    const std::lock_guard<std::mutex> lock(store.mutex);
+    while (cache.keptBytes > bytesToKeep) {
+        Block* const block = cache.kept;
+        cache.kept = block->next;
+        cache.keptBytes -= blockBytes;
+        releaseBlock(store, block);
+    }
+    return cache.keptBytes;
+}
+
+// All free slots of one of own's kept blocks, of a block of the store that has some, or of a new
+// block; sets count to their number. own is null when the thread has no caches.
+FreeSlot* takeList(const ObjectPool& pool, ThreadCache* own, std::size_t& count) {
     SharedStore& store = sharedStore(pool);
     {
         const std::lock_guard<std::mutex> lock(store.mutex);
-        if (Block* block = store.empty) {
-            // A whole block, not given back yet: its slots are linked again below.
-            store.empty = block->next;
+        if (Block* block = own != nullptr ? own->kept : nullptr) {
+            // Its slots are linked again below.
+            own->kept = block->next;
+            own->keptBytes -= blockBytes;
             block->next = nullptr;
             block->handedOut = pool.slotsPerBlock;
             store.handedOut += pool.slotsPerBlock;
@@ -225,13 +257,15 @@ FreeSlot* takeList(const ObjectPool& pool, std::size_t& count) {
     return head;
 }
 
-// Hands the lists of the caches at own back and deletes them; from then on the thread's slots go
-// straight to the store and back.
+// Hands the lists of the caches at own back, gives their kept blocks back to the heap and deletes
+// them; from then on the thread's slots go straight to the store and back.
 void endThread(void* own) {
     auto* const ended = static_cast<OwnCaches*>(own);
     for (std::size_t index = 0; index < poolCount; ++index) {
-        returnList(pools[index], ended->caches[index].head);
-        returnList(pools[index], ended->caches[index].spare);
+        ThreadCache& cache = ended->caches[index];
+        returnList(pools[index], cache.head, nullptr);
+        returnList(pools[index], cache.spare, nullptr);
+        releaseKept(pools[index], cache, 0);
     }
     delete ended;
     threadCaches = noCaches;
@@ -265,14 +299,14 @@ ThreadCache* ownCaches() noexcept {
         list = caches[index].spare;
         caches[index].spare = nullptr;
     } else {
-        list = takeList(pool, count);
+        list = takeList(pool, caches != noCaches ? &caches[index] : nullptr, count);
     }
     FreeSlot* const slot = list;
     list = nextOf(slot, pool.slotSize);
     --count;
     if (caches == noCaches) {
         // Past the thread's end nothing would hand a list back: the rest goes back at once.
-        returnList(pool, list);
+        returnList(pool, list, nullptr);
     } else {
         caches[index].head = list;
         caches[index].room = pool.slotsPerBlock - count;
@@ -290,12 +324,12 @@ ThreadCache* ownCaches() noexcept {
     link(slot, nullptr, pool.slotSize);
     ThreadCache* const caches = ownCaches();
     if (caches == noCaches) {
-        returnList(pool, slot);
+        returnList(pool, slot, nullptr);
         return;
     }
     ThreadCache& cache = caches[index];
     if (cache.head != nullptr) {
-        returnList(pool, cache.spare);
+        returnList(pool, cache.spare, &cache);
         cache.spare = cache.head;
     }
     cache.head = slot;
@@ -368,15 +402,11 @@ BlockReleaseDeferral::BlockReleaseDeferral() noexcept {
 }
 
 BlockReleaseDeferral::~BlockReleaseDeferral() {
-    if (--deferrals != 0) return;
-    for (const ObjectPool& pool : pools) {
-        SharedStore& store = sharedStore(pool);
-        const std::lock_guard<std::mutex> lock(store.mutex);
-        while (Block* block = store.empty) {
-            store.empty = block->next;
-            releaseBlock(store, block);
-        }
-    }
+    if (--deferrals != 0 || threadCaches == noCaches) return;
+    // A tree larger than the bound is not kept at all: glibc merges the small blocks of the
+    // destroyed tree when the first of its blocks goes back anyway.
+    const std::size_t bytesToKeep = keptOnThread() <= keptBytesMax ? keptBytesMax : 0;
+    for (std::size_t index = 0; index < poolCount; ++index) releaseKept(pools[index], threadCaches[index], bytesToKeep);
 }
 
 ObjectPool& nodePool() {

@@ -96,7 +96,8 @@ private:
 
     if (!tag.open) {
         if (created != nullptr) {
-            pendingChildren.push_back(created.get());
+            KpXmlData* const child = created.get();
+            pendingChildren.push_back(child);
             created.release();  // now owned by the builder
         }
         return false;
@@ -119,7 +120,7 @@ private:
 }
 
 [[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
-    if (levels.back().owned) pendingChildren.emplace_back(levels.back().node);
+    if (levels.back().owned) pendingChildren.push_back(levels.back().node);
     levels.pop_back();
     awaitInnermostEndTag();
 }

@@ -1,8 +1,8 @@
-// Deleting a tree when memory runs out: the list of nodes still to delete cannot grow, at any
-// point, and the subtree goes leaf by leaf instead. Every node is deleted exactly once (the node
-// pool's count of slots in use comes back to where it was; the sanitizer build also sees a
-// double deletion). This program replaces the global operator new, so it runs apart from the
-// other tests.
+// Deleting a tree when memory has run out: the deletion needs none (a destructor that asked for
+// memory and failed would end the program), and every node is deleted exactly once (the node
+// pool's count of slots in use comes back to where it was; the sanitizer build also sees a double
+// deletion). This program replaces the global operator new, so it runs apart from the other
+// tests.
 
 #include "kpxml/KpXmlData.h"
 #include "xml/ObjectPool.h"
@@ -31,21 +31,30 @@ KpXmlData* bushyTree(int depth) {
     return root;
 }
 
-TEST(DeletionFailureTest, EveryNodeIsDeletedOnceWhereverTheListOfPendingNodesFailsToGrow) {
+// A chain of depth elements below the root.
+KpXmlData* deepTree(int depth) {
+    auto* root = new KpXmlData("r");
+    KpXmlData* node = root;
+    for (int below = 0; below < depth; ++below) node = node->createChild("c");
+    return root;
+}
+
+TEST(DeletionFailureTest, EveryNodeIsDeletedOnceWithNoMemoryLeft) {
+    const struct {
+        const char* shape;
+        KpXmlData* (*make)(int);
+        int depth;
+        std::size_t nodes;
+    } cases[] = {{"bushy", &bushyTree, 4, 121}, {"deep", &deepTree, 10000, 10001}};
     const std::size_t inUse = KpXml::detail::nodePool().bytesInUse();
-    long failures = 0;
-    for (long allowed = 0;; ++allowed) {
-        KpXmlData* root = bushyTree(4);  // 121 nodes
-        ASSERT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse + 121 * sizeof(KpXmlData));
-        allocationsLeft = allowed;
+    for (const auto& [shape, make, depth, nodes] : cases) {
+        KpXmlData* root = make(depth);
+        ASSERT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse + nodes * sizeof(KpXmlData)) << shape;
+        allocationsLeft = 0;
         delete root;
-        const bool failed = allocationsLeft == 0;
         allocationsLeft = -1;
-        EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse) << "allowed " << allowed;
-        if (!failed) break;
-        ++failures;
+        EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse) << shape;
     }
-    EXPECT_GT(failures, 2);  // failures at the list's first growth and at later ones, in mid-node
 }
 
 }  // namespace
