@@ -97,7 +97,7 @@ TreeBuilder::~TreeBuilder() {
 
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
     attachChildren(levels[0]);
-    levels[0].node->setData(std::string(text));
+    NodeAccess::setText(*levels[0].node, text);
 }
 
 void TreeBuilder::streamEnd(std::uint64_t) {
