@@ -81,8 +81,14 @@ void KpXmlData::setData(std::string value) {
 
 void KpXml::detail::NodeAccess::setText(KpXmlData& node, std::string_view text) {
     const std::string_view kept = withoutEdgeSpaces(text);
-    // As setData(std::string(text)), without the checks on the string in between.
-    node.data = std::string(kept);
+    // As setData(std::string(text)), with the bytes copied once: a short text into the string
+    // object, a long one into a heap buffer of its own size.
+    if (kept.size() <= std::string().capacity()) {
+        node.data.clear();
+        node.data.append(kept.data(), kept.size());
+    } else {
+        node.data = std::string(kept);
+    }
 }
 
 void KpXmlData::setData(int value) {
