@@ -6,8 +6,8 @@
 
 #include "kpxml/KpXmlData.h"
 #include "xml/InvalidParameter.h"
-#include "xml/NodeLifetime.h"
 #include "xml/NodeAttributes.h"
+#include "xml/NodeLifetime.h"
 #include "xml/RealFormat.h"
 #include "xml/TextConvert.h"
 
