@@ -1,10 +1,13 @@
 // Typed values on nodes: numbers, texts, vectors and integer sets stored as element text and
 // attributes, and read back with fixed defaults for missing items.
 #include <memory>
+#include <string_view>
+#include <utility>
 
 #include "kpxml/KpXmlData.h"
 #include "xml/InvalidParameter.h"
 #include "xml/NodeAttributes.h"
+#include "xml/NodeLifetime.h"
 #include "xml/RealFormat.h"
 #include "xml/TextConvert.h"
 
@@ -34,6 +37,15 @@ bool readFound(const KpXmlAttributeData* attribute, Out& out, Read read) {
     return true;
 }
 
+// value without the spaces at its ends; empty when it holds spaces only.
+std::string_view withoutEdgeSpaces(std::string_view value) {
+    // Most texts neither start nor end with a space: looking at the two ends settles that.
+    if (!value.empty() && value.front() != ' ' && value.back() != ' ') return value;
+    const std::size_t first = value.find_first_not_of(' ');
+    if (first == std::string_view::npos) return std::string_view();
+    return value.substr(first, value.find_last_not_of(' ') + 1 - first);
+}
+
 }  // namespace
 
 std::string KpXmlData::toString(const int& value) {
@@ -51,17 +63,7 @@ const std::string& KpXmlData::toString(const std::string& value) {
 // --- Element text ----------------------------------------------------------------------------
 
 void KpXmlData::setData(std::string value) {
-    // Most texts neither start nor end with a space: looking at the two ends settles that.
-    std::size_t first = 0;
-    std::size_t length = value.size();
-    if (value.empty() || value.front() == ' ' || value.back() == ' ') {
-        first = value.find_first_not_of(' ');
-        if (first == std::string::npos) {
-            data.clear();
-            return;
-        }
-        length = value.find_last_not_of(' ') + 1 - first;
-    }
+    const std::string_view text = withoutEdgeSpaces(value);
     // The given string is taken over only when it holds just the text, inside the string object
     // or in a buffer of about the text's size; otherwise the text is copied, so that a short text
     // stays inside the string object and a long one gets a heap buffer of its own size, whatever
@@ -69,12 +71,24 @@ void KpXmlData::setData(std::string value) {
     constexpr std::size_t tolerableSlack = 16;
     const std::size_t insideCapacity = std::string().capacity();
     const bool heldInside = value.capacity() <= insideCapacity;
-    const bool fitsInside = length <= insideCapacity;
-    if (length == value.size() && (heldInside || (!fitsInside && value.capacity() - length < tolerableSlack))) {
+    const bool fitsInside = text.size() <= insideCapacity;
+    if (text.size() == value.size() && (heldInside || (!fitsInside && value.capacity() - text.size() < tolerableSlack))) {
         data = std::move(value);
         return;
     }
-    data.assign(value, first, length);
+    data.assign(text.data(), text.size());
+}
+
+void KpXml::detail::NodeAccess::setText(KpXmlData& node, std::string_view text) {
+    const std::string_view kept = withoutEdgeSpaces(text);
+    // As setData(std::string(text)), with the bytes copied once: a short text into the string
+    // object, a long one into a heap buffer of its own size.
+    if (kept.size() <= std::string().capacity()) {
+        node.data.clear();
+        node.data.append(kept.data(), kept.size());
+    } else {
+        node.data = std::string(kept);
+    }
 }
 
 void KpXmlData::setData(int value) {

@@ -31,6 +31,8 @@ public:
     static std::unique_ptr<KpXmlAttributeData> newAttribute(std::string_view name, std::string_view value, bool entity) {
         return std::unique_ptr<KpXmlAttributeData>(new KpXmlAttributeData(name.data(), name.size(), value.data(), value.size(), entity));
     }
+    // Stores text as node's text, as setData(std::string(text)) does, copying its bytes once.
+    static void setText(KpXmlData& node, std::string_view text);
 };
 
 }  // namespace KpXml::detail

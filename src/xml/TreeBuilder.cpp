@@ -21,21 +21,14 @@ bool repeatsAName(const StartTag& tag) {
     return false;
 }
 
-}  // namespace
+// How many attributes a node may hold for a tag's attributes to be stored one by one; a node with
+// more gets an index of its attributes by name, so that a tag costs linear time.
+constexpr std::size_t directLimit = 8;
 
-// Nodes with many attributes get an index, so that a tag costs linear time.
-
-void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
-    constexpr std::size_t directLimit = 8;
-    std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
-    attributes.reserve(attributes.size() + tag.attributeCount);
-    if (attributes.empty() && (tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
-        for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-            // The room is reserved: appending cannot fail once the attribute is made.
-            attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
-        }
-        return;
-    }
+// Sets the tag's attributes on a node that may already hold one of their names. Kept out of line,
+// so that the common case (a new node, names that differ) has little to save and restore.
+[[gnu::noinline]] void mergeAttributes(KpXmlData& node, const StartTag& tag) {
+    const std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
     if (tag.attributeCount + attributes.size() <= directLimit) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) {
             node.setAttribute(std::string(tag.attributes[i].name), std::string(tag.attributes[i].value), true);
@@ -53,6 +46,22 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
         KpXmlAttributeData& stored = storeAttribute(node, isNew ? nullptr : found->second, std::string(read.name),
                                                     std::string(read.value), true);
         if (isNew) byName.emplace(stored.getName(), &stored);
+    }
+}
+
+}  // namespace
+
+void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
+    std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
+    if (!attributes.empty() || !(tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
+        mergeAttributes(node, tag);
+        return;
+    }
+    // A new node and names that differ: each attribute is appended.
+    attributes.reserve(tag.attributeCount);
+    for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+        // The room is reserved: appending cannot fail once the attribute is made.
+        attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
     }
 }
 
@@ -97,7 +106,7 @@ TreeBuilder::~TreeBuilder() {
 
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
     attachChildren(levels[0]);
-    levels[0].node->setData(std::string(text));
+    NodeAccess::setText(*levels[0].node, text);
 }
 
 void TreeBuilder::streamEnd(std::uint64_t) {

@@ -115,7 +115,7 @@ private:
     const Level& finished = levels.back();
     attachChildren(finished);
     // Storing an empty text changes nothing where the stored text is empty already.
-    if (!(text.empty() && finished.node->getData().empty())) finished.node->setData(std::string(text));
+    if (!(text.empty() && finished.node->getData().empty())) NodeAccess::setText(*finished.node, text);
     leaveLevel();
 }
 
