@@ -46,6 +46,17 @@ std::string_view withoutEdgeSpaces(std::string_view value) {
     return value.substr(first, value.find_last_not_of(' ') + 1 - first);
 }
 
+// Stores a copy of text in data, copying its bytes once: a short text into the string object, a
+// long one into a heap buffer of its own size.
+void storeCopy(std::string& data, std::string_view text) {
+    if (text.size() <= std::string().capacity()) {
+        data.clear();
+        data.append(text.data(), text.size());
+    } else {
+        data = std::string(text);
+    }
+}
+
 }  // namespace
 
 std::string KpXmlData::toString(const int& value) {
@@ -76,19 +87,12 @@ void KpXmlData::setData(std::string value) {
         data = std::move(value);
         return;
     }
-    data.assign(text.data(), text.size());
+    storeCopy(data, text);
 }
 
 void KpXml::detail::NodeAccess::setText(KpXmlData& node, std::string_view text) {
-    const std::string_view kept = withoutEdgeSpaces(text);
-    // As setData(std::string(text)), with the bytes copied once: a short text into the string
-    // object, a long one into a heap buffer of its own size.
-    if (kept.size() <= std::string().capacity()) {
-        node.data.clear();
-        node.data.append(kept.data(), kept.size());
-    } else {
-        node.data = std::string(kept);
-    }
+    // As setData(std::string(text)), without the string in between.
+    storeCopy(node.data, withoutEdgeSpaces(text));
 }
 
 void KpXmlData::setData(int value) {
