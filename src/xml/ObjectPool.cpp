@@ -206,19 +206,16 @@ FreeSlot* linkSlots(const ObjectPool& pool, unsigned char* memory) noexcept {
     return head;
 }
 
-// Gives back to the heap the blocks that cache keeps, or as many as take its bytes above
-// bytesToKeep; returns the bytes it still keeps.
-std::size_t releaseKept(const ObjectPool& pool, ThreadCache& cache, std::size_t bytesToKeep) noexcept {
-    if (cache.keptBytes <= bytesToKeep) return cache.keptBytes;
+// Gives back to the heap the blocks that cache keeps. Nothing when it keeps none.
+void releaseKept(const ObjectPool& pool, ThreadCache& cache) noexcept {
+    if (cache.kept == nullptr) return;
     SharedStore& store = sharedStore(pool);
     const std::lock_guard<std::mutex> lock(store.mutex);
-    while (cache.keptBytes > bytesToKeep) {
-        Block* const block = cache.kept;
+    while (Block* const block = cache.kept) {
         cache.kept = block->next;
-        cache.keptBytes -= blockBytes;
         releaseBlock(store, block);
     }
-    return cache.keptBytes;
+    cache.keptBytes = 0;
 }
 
 // All free slots of one of own's kept blocks, of a block of the store that has some, or of a new
@@ -265,7 +262,7 @@ void endThread(void* own) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
         returnList(pools[index], cache.spare, nullptr);
-        releaseKept(pools[index], cache, 0);
+        releaseKept(pools[index], cache);
     }
     delete ended;
     threadCaches = noCaches;
@@ -402,11 +399,10 @@ BlockReleaseDeferral::BlockReleaseDeferral() noexcept {
 }
 
 BlockReleaseDeferral::~BlockReleaseDeferral() {
-    if (--deferrals != 0 || threadCaches == noCaches) return;
+    if (--deferrals != 0 || threadCaches == noCaches || keptOnThread() <= keptBytesMax) return;
     // A tree larger than the bound is not kept at all: glibc merges the small blocks of the
     // destroyed tree when the first of its blocks goes back anyway.
-    const std::size_t bytesToKeep = keptOnThread() <= keptBytesMax ? keptBytesMax : 0;
-    for (std::size_t index = 0; index < poolCount; ++index) releaseKept(pools[index], threadCaches[index], bytesToKeep);
+    for (std::size_t index = 0; index < poolCount; ++index) releaseKept(pools[index], threadCaches[index]);
 }
 
 ObjectPool& nodePool() {

@@ -39,9 +39,9 @@ constexpr std::size_t keptBytesMax = 8 * 1024 * 1024;
 
 // While one lives on a thread, the thread keeps every block that empties there; when the last one
 // ends, it still keeps them if they fit in keptBytesMax, and gives them all back to the heap
-// together otherwise (the last emptied first). A tree's destruction holds one: glibc then merges the blocks with each other and the
-// heap's top instead of sorting each into its bins between the frees of the tree's small blocks
-// (which would set off its consolidation of them again and again).
+// together otherwise (the last emptied first). A tree's destruction holds one: glibc then merges
+// the blocks with each other and the heap's top instead of sorting each into its bins between the
+// frees of the tree's small blocks (which would set off its consolidation of them again and again).
 class BlockReleaseDeferral {
 public:
     BlockReleaseDeferral() noexcept;
