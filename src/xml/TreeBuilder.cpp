@@ -78,7 +78,7 @@ std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
 TreeBuilder::TreeBuilder(KpXmlData& root) {
     // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
     // are taken over rather than allocated again. They are kept only while small (freed when the
-    // thread ends), so a thread holds no more than keptBytes twice for it. A parse started inside
+    // thread ends), so a thread holds no more than keptBytes for each. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
     levels.swap(spareLevels());
     pendingChildren.swap(sparePendingChildren());
