@@ -184,7 +184,7 @@ TEST(WriterTest, TextBeforeTheFirstChildAndAFlushAfterEveryLine) {
     EXPECT_EQ(buffer.flushedAt, lineEnds);
 }
 
-// A document of many kilobytes, with a line longer than all the others together, reaches a string
+// A document of a few hundred kilobytes, with a line of 50,000 bytes in its middle, reaches a string
 // stream whole (there lines may go several at a time); a buffer derived from the string stream's
 // still gets a flush after every line.
 TEST(WriterTest, LongDocumentReachesAStringStreamWholeAndADerivedBufferLineByLine) {
@@ -192,12 +192,12 @@ TEST(WriterTest, LongDocumentReachesAStringStreamWholeAndADerivedBufferLineByLin
     KpXmlTree tree("r");
     tree.setIndent("  ");
     std::string expected = "<?xml version=\"1.0\"?>\n<r>\n";
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         KpXmlData* child = tree.getRoot()->createChild("c");
-        child->setData(i == 1500 ? longText : "<" + std::to_string(i) + ">");
+        child->setData(i == 5000 ? longText : "<" + std::to_string(i) + ">");
         child->createChild("d");
         // The text goes before the first child's indentation.
-        expected += "  <c>\n" + (i == 1500 ? longText : "&lt;" + std::to_string(i) + "&gt;") + "    <d />\n  </c>\n";
+        expected += "  <c>\n" + (i == 5000 ? longText : "&lt;" + std::to_string(i) + "&gt;") + "    <d />\n  </c>\n";
     }
     expected += "</r>\n";
 
