@@ -184,6 +184,39 @@ TEST(WriterTest, TextBeforeTheFirstChildAndAFlushAfterEveryLine) {
     EXPECT_EQ(buffer.flushedAt, lineEnds);
 }
 
+// A document of a few hundred kilobytes, with a line of 50,000 bytes in its middle, reaches a string
+// stream whole (there lines may go several at a time); a buffer derived from the string stream's
+// still gets a flush after every line.
+TEST(WriterTest, LongDocumentReachesAStringStreamWholeAndADerivedBufferLineByLine) {
+    const std::string longText(50000, 'w');
+    KpXmlTree tree("r");
+    tree.setIndent("  ");
+    std::string expected = "<?xml version=\"1.0\"?>\n<r>\n";
+    for (int i = 0; i < 10000; ++i) {
+        KpXmlData* child = tree.getRoot()->createChild("c");
+        child->setData(i == 5000 ? longText : "<" + std::to_string(i) + ">");
+        child->createChild("d");
+        // The text goes before the first child's indentation.
+        expected += "  <c>\n" + (i == 5000 ? longText : "&lt;" + std::to_string(i) + "&gt;") + "    <d />\n  </c>\n";
+    }
+    expected += "</r>\n";
+
+    std::ostringstream stringStream;
+    tree.putToStream(stringStream, true);
+    EXPECT_EQ(stringStream.str(), expected);
+    EXPECT_TRUE(stringStream.good());
+
+    FlushRecorder buffer;
+    std::ostream out(&buffer);
+    tree.putToStream(out, true);
+    EXPECT_EQ(buffer.str(), expected);
+    std::vector<std::size_t> lineEnds;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        if (expected[i] == '\n') lineEnds.push_back(i + 1);
+    }
+    EXPECT_EQ(buffer.flushedAt, lineEnds);
+}
+
 // A stream buffer that logs what it is asked to do and fails or throws at a chosen call.
 struct ScriptedBuffer : std::streambuf {
     enum class Fault { None, ShortWrite, WriteThrows, SyncFails, SyncThrows };
