@@ -138,7 +138,13 @@ inline void TreeBuilder::attachChildren(const Level& level) {
     if (pendingChildren.size() == level.firstChild) return;  // none: the child list stays as it is
     std::vector<KpXmlData*>& children = level.node->getChildren();
     const auto first = pendingChildren.begin() + static_cast<std::ptrdiff_t>(level.firstChild);
-    children.insert(children.end(), first, pendingChildren.end());
+    if (children.empty()) {
+        // An element read by the builder has no children yet: its list is made at its final size
+        // in one step, without the moves of an insertion into a list.
+        children.assign(first, pendingChildren.end());
+    } else {
+        children.insert(children.end(), first, pendingChildren.end());
+    }
     pendingChildren.erase(first, pendingChildren.end());  // now owned by the element
 }
 
