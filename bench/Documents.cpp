@@ -2,7 +2,11 @@
 
 #include <kpxml/KpXml.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
 #include <random>
 #include <sstream>
 #include <vector>
@@ -88,6 +92,24 @@ std::string deepDocument(std::size_t depth) {
     for (std::size_t i = 1; i < depth; ++i) text += "<n>\n";
     text += "<n />\n";
     for (std::size_t i = 1; i < depth; ++i) text += "</n>\n";
+    return text;
+}
+
+std::string temporaryPath(const char* name) {
+    const char* directory = std::getenv("TMPDIR");
+    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
+           std::to_string(getpid()) + "-" + name;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::string text(static_cast<std::size_t>(std::max<std::streamoff>(0, in.tellg())), '\0');
+    in.seekg(0);
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
     return text;
 }
 

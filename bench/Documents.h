@@ -21,6 +21,13 @@ std::string wideDocument(std::size_t count);
 // depth elements nested in each other, as KpXml writes them without indentation.
 std::string deepDocument(std::size_t depth);
 
+// A path in $TMPDIR (or /tmp) for a file of this process named name.
+std::string temporaryPath(const char* name);
+// Writes text to the file at path, replacing it.
+void writeFile(const std::string& path, const std::string& text);
+// The whole file at path, read in one piece into a string of its size; empty when it cannot be read.
+std::string readFile(const std::string& path);
+
 // An input stream buffer over text that is not copied; it can be positioned anywhere, as a string
 // stream can.
 class TextViewBuffer : public std::streambuf {

@@ -10,7 +10,13 @@ namespace bench {
 // library ("KpXml" or "pugixml") from an std::istream and destroys the tree, or for a write row
 // writes the parsed document to an std::ostringstream; once to warm up and once more with
 // collection on. Returns the process's exit code: 0, or 2 for an unknown name.
-int countOneRun(const std::string& document, const std::string& library);
+// The document is made by another process (self --document), so that no work but the counted
+// parse's warm-up has shaped this process's heap.
+int countOneRun(const std::string& self, const std::string& document, const std::string& library);
+
+// Run in a process of its own: writes the named document to the file at path. Returns 0, or 2 for
+// an unknown name.
+int writeDocument(const std::string& document, const std::string& path);
 
 // Runs countOneRun for every document and both libraries under valgrind, each in its own
 // process started from the program at self, and prints the table of instructions and ratios with

@@ -51,32 +51,16 @@
 
 namespace {
 
+using bench::readFile;
+using bench::temporaryPath;
 using bench::TextStream;
-
-std::string temporaryPath(const char* name) {
-    const char* directory = std::getenv("TMPDIR");
-    return std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") + "/kpxml-bench-" +
-           std::to_string(getpid()) + "-" + name;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
-}
+using bench::writeFile;
 
 // The path of this program (for valgrind, which would read /proc/self/exe as its own).
 std::string ownPath() {
     char path[4096];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
     return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string("kpxml_bench");
-}
-
-// The whole file at path, read in one piece into a string of its size.
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    std::string text(static_cast<std::size_t>(std::max<std::streamoff>(0, in.tellg())), '\0');
-    in.seekg(0);
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    return text;
 }
 
 // Runs this program again with arguments, in a fresh process whose heap no earlier work has
@@ -549,7 +533,9 @@ void setTarget(Row& row, const char* what, std::size_t peer, double limit) {
 
 int main(int argc, char** argv) {
     // Internal: one parse counted under callgrind (see Instructions.h).
-    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneRun(argv[2], argv[3]);
+    if (argc == 4 && std::string(argv[1]) == "--count") return bench::countOneRun(ownPath(), argv[2], argv[3]);
+    // Internal: writes a counted document to a file, for --count.
+    if (argc == 4 && std::string(argv[1]) == "--document") return bench::writeDocument(argv[2], argv[3]);
     // Internal: one measurement of memory held after destruction, in a fresh process.
     if (argc == 5 && std::string(argv[1]) == "--held") return printHeldAfterDestroy(argv[2], argv[3], std::string(argv[4]) == "threads");
     // Internal: one write row's cell, in a fresh process.
