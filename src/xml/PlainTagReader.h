@@ -99,7 +99,20 @@ public:
 
     // Reads the start tag whose text starts at p (just after its '<'). Returns the position after
     // its '>' with the tag in tag (values that needed decoding in buffers), or null.
-    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+        const char* const name = p;
+        p = skip(p, end, endsName);
+        if (p == name || p == end) return nullptr;
+        tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
+        tag.blank = false;
+        tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
+        tag.plainName = true;    // '&', '<' and '>' end a name
+        if (*p == '>' || *p == '/') {  // most tags without attributes
+            tag.attributeCount = 0;
+            return readTagEnd(p, end, tag);
+        }
+        return readAttributes(p, end, tag, buffers);
+    }
 
     // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
     // name is plain (see isPlainName); the position after it, or null.
@@ -141,6 +154,16 @@ private:
     const char* skipSeparators(const char* p, const char* end) const {
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
+    }
+    // Reads the attributes of a start tag from p, after its name, into tag; the position after
+    // the tag's '>', or null.
+    const char* readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
+    // after it, or null when a '/' is not followed by '>'.
+    static const char* readTagEnd(const char* p, const char* end, StartTag& tag) {
+        tag.open = *p == '>';
+        if (tag.open) return p + 1;
+        return p + 1 != end && p[1] == '>' ? p + 2 : nullptr;
     }
     // Reads into value, decoded into buffers, the value that starts at start (after its opening
     // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
