@@ -89,7 +89,7 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string& text) const {
+const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
     // '#' starts a character code, which is left to the step-by-step reading.
     if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
     const std::size_t searched = std::min(static_cast<std::size_t>(end - p), longestKnownName + 1);
@@ -97,7 +97,7 @@ const char* PlainTagReader::readTextReference(const char* p, const char* end, st
     if (semicolon == nullptr) return nullptr;
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
-    text += *known->text;
+    replacement = *known->text;
     return semicolon + 1;
 }
 

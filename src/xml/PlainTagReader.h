@@ -133,9 +133,9 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
-    // Reads a reference in text from p (just after its '&'). Appends what it stands for to text
-    // and returns the position after the ';', or null.
-    const char* readTextReference(const char* p, const char* end, std::string& text) const;
+    // Reads a reference in text from p (just after its '&'). Returns the position after the ';'
+    // with what the reference stands for in replacement, or null.
+    const char* readTextReference(const char* p, const char* end, std::string_view& replacement) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }

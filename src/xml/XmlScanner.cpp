@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/CodePage.h"
 #include "xml/TreeBuilder.h"
 
 namespace KpXml::detail {
@@ -31,6 +32,10 @@ void appendRun(std::string& target, const char* begin, const char* end) {
     if (begin != end) target.append(begin, static_cast<std::size_t>(end - begin));
 }
 
+void appendRun(TextBuffer& target, const char* begin, const char* end) {
+    if (begin != end) target.append(begin, end);
+}
+
 }  // namespace
 
 template <typename Events>
@@ -54,7 +59,7 @@ bool XmlScanner<Events>::run(std::streambuf& in) {
             // The document ended inside the block: the unused bytes go back to the stream.
             returnUnused(in, rest, block + count);
             cursor = rest;
-            events.documentEnd(text, at());
+            events.documentEnd(text.view(), at());
             return true;
         }
         blockPosition += count;
@@ -103,7 +108,11 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             if (semicolon == nullptr) return nullptr;
             p = semicolon + 1;
             inEntity = false;
-            appendReference(entity, entities, inTag, true, inTag ? tag : text);
+            if (inTag) {
+                appendReference(entity, entities, true, true, tag);
+            } else {
+                appendTextReference();
+            }
             continue;
         }
         if (entityStart) {
@@ -164,7 +173,9 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             p = stop + 1;
             if (byte == '&') {
                 if (direct != nullptr) {
-                    if (const char* after = direct->readTextReference(p, end, text)) {
+                    std::string_view replacement;
+                    if (const char* after = direct->readTextReference(p, end, replacement)) {
+                        text.append(replacement);
                         p = after;
                         continue;
                     }
@@ -196,7 +207,7 @@ template <typename Events>
             reportEndTag(std::string_view(run, static_cast<std::size_t>(runStop - run)));
         } else {
             appendRun(text, run, runStop);
-            reportEndTag(text);
+            reportEndTag(text.view());
         }
         return after;
     }
@@ -220,7 +231,7 @@ bool XmlScanner<Events>::endOfTag() {
     if (endsLevel(tag)) {
         tag.clear();
         if (events.atDocumentLevel()) return true;
-        reportEndTag(text);
+        reportEndTag(text.view());
         return false;
     }
     startTagOfText();
@@ -232,6 +243,21 @@ bool XmlScanner<Events>::endsLevel(const std::string& tagText) const {
     if (events.atDocumentLevel()) return tagText.empty();
     const std::string_view name = events.endTagName();
     return tagText.size() == name.size() + 1 && tagText[0] == '/' && tagText.compare(1, std::string::npos, name) == 0;
+}
+
+template <typename Events>
+void XmlScanner<Events>::appendTextReference() {
+    if (platform::ansiRoundTripsEveryByte()) {
+        // Each character converts on its own: only the reference's text is made.
+        referenceText.clear();
+        appendReference(entity, entities, false, true, referenceText);
+        text.append(referenceText);
+        return;
+    }
+    // A character above 255 converts together with the text before it.
+    referenceText.assign(text.view());
+    appendReference(entity, entities, false, true, referenceText);
+    text.assign(referenceText);
 }
 
 template <typename Events>
