@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "xml/ParseEvents.h"
+#include "xml/ShortCopy.h"
 #include "xml/TagTokenizer.h"
 
 
@@ -119,11 +120,7 @@ public:
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
         if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>') return nullptr;
-        // Byte by byte: names are short, shorter than a call to memcmp takes to set up.
-        for (std::size_t i = 0; i < name.size(); ++i) {
-            if (p[1 + i] != name[i]) return nullptr;
-        }
-        return p + length;
+        return equalBytes(p + 1, name.data(), name.size()) ? p + length : nullptr;
     }
 
     // True when name holds no '&', '<' or '>', so that its end tag can be read directly; the

@@ -139,6 +139,25 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
     }
 }
 
+// The end tag of the element being read is matched as a whole: for names of every length up to
+// and past the longest compared without a call, a name that differs in any one byte is not it.
+TEST(ParserTest, EndTagReadDirectlyOnlyForItsWholeName) {
+    using KpXml::detail::PlainTagReader;
+    for (std::size_t length = 1; length <= 20; ++length) {
+        std::string name;
+        for (std::size_t i = 0; i < length; ++i) name += static_cast<char>('a' + i);
+        const std::string endTag = "/" + name + ">";
+        const char* end = endTag.data() + endTag.size();
+        EXPECT_EQ(PlainTagReader::readEndTag(endTag.data(), end, name, true), end) << name;
+        EXPECT_EQ(PlainTagReader::readEndTag(endTag.data(), end - 1, name, true), nullptr) << name << ", cut";
+        for (std::size_t i = 0; i < length; ++i) {
+            std::string other = endTag;
+            other[1 + i] = 'Z';
+            EXPECT_EQ(PlainTagReader::readEndTag(other.data(), other.data() + other.size(), name, true), nullptr) << other;
+        }
+    }
+}
+
 TEST(ParserStreamTest, StateAfterTheParseAndAFailedStream) {
     std::istringstream ended("<a>x</a>");
     KpXmlTree tree(ended);
