@@ -136,7 +136,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
         if (++p == end || !startsReference(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
-        p = skip(p + 1, end, endsReference);
+        p = skip(p + 1, endsReference);
         if (p == end || *p != ';') return nullptr;
         const auto nameLength = static_cast<std::size_t>(p - nameStart);
         ++p;
@@ -153,7 +153,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
             out = copyBytes(out, buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
-        p = skip(p, end, endsValueRun);
+        p = skip(p, endsValueRun);
         if (p == end) return nullptr;
         out = copyBytes(out, run, static_cast<std::size_t>(p - run));
     }
@@ -189,7 +189,7 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
         if (next == p && count == 0) return nullptr;
 
         const char* const attributeName = next;
-        p = skip(next, end, endsName);
+        p = skip(next, endsName);
         if (p == attributeName || end - p < 2 || p[0] != '=' || p[1] != '"') return nullptr;
         const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
         for (std::size_t i = 0; i < count; ++i) {
@@ -198,7 +198,7 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
         if (count == maxAttributes) return nullptr;
         // Most values hold no reference: the value is the bytes themselves.
         const char* const value = p + 2;
-        p = skip(value, end, endsValueRun);
+        p = skip(value, endsValueRun);
         if (p == end) return nullptr;
         std::string_view readValue(value, static_cast<std::size_t>(p - value));
         if (*p != '"') {

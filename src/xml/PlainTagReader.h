@@ -33,18 +33,22 @@ using EntityMap = std::map<std::string, std::string>;
 // Bit sets of bytes: a bit of the entry of each byte that belongs to the set.
 using ByteClasses = std::array<unsigned char, 256>;
 
-// The first byte in [p, end) whose entry in classes has a bit of wanted, or end. Four bytes are
-// tested per round, since most runs between markup bytes are several bytes long.
-inline const char* findByteOfClass(const char* p, const char* end, const ByteClasses& classes, unsigned char wanted) {
+// The byte the scanner keeps right after the bytes in hand. It ends every run that the searches
+// below look for (text, tag text, names, values and reference names all end at a '<'), so that
+// they need no bound: a search stops at the latest at end, where this byte stands.
+constexpr char endOfBytes = '<';
+
+// The first byte from p on whose entry in classes has a bit of wanted, where the bytes are followed
+// by endOfBytes and its entry has such a bit. Four bytes are tested per round, since most runs
+// between markup bytes are several bytes long.
+inline const char* findByteOfClass(const char* p, const ByteClasses& classes, unsigned char wanted) {
     auto inClass = [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; };
-    for (; end - p >= 4; p += 4) {
+    for (;; p += 4) {
         if (inClass(p[0])) return p;
         if (inClass(p[1])) return p + 1;
         if (inClass(p[2])) return p + 2;
         if (inClass(p[3])) return p + 3;
     }
-    while (p != end && !inClass(*p)) ++p;
-    return p;
 }
 
 // Appends to target what the reference named name (the text between "&" or "&#" and ";") stands
@@ -73,7 +77,8 @@ struct DirectTagBuffers {
 // takes a piece of markup only when reading it directly gives exactly what the step-by-step
 // reading (gathering the tag's text, then the tag tokenizer, or the reference's name, then the
 // entity table) gives; otherwise it returns null having used nothing, and the scanner reads the
-// piece step by step. A piece must end before the end of the bytes in hand. The pieces:
+// piece step by step. A piece must end before the end of the bytes in hand, and the byte right
+// after them must be endOfBytes. The pieces:
 // - a start tag: a name, then attributes written name="value" with separators before each, and
 //   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
 //   attribute names none of these either; values no '"', '<', '>', and references in them only
@@ -102,7 +107,7 @@ public:
     // its '>' with the tag in tag (values that needed decoding in buffers), or null.
     const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
-        p = skip(p, end, endsName);
+        p = skip(p, endsName);
         if (p == name || p == end) return nullptr;
         tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
         tag.blank = false;
@@ -145,9 +150,8 @@ private:
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
 
-    const char* skip(const char* p, const char* end, unsigned char stopClass) const {
-        return findByteOfClass(p, end, byteClasses, stopClass);
-    }
+    // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
+    const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
     const char* skipSeparators(const char* p, const char* end) const {
         while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;

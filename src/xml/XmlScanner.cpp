@@ -24,8 +24,9 @@ constexpr ByteClasses byteClasses = [] {
     return classes;
 }();
 
-const char* runEnd(const char* p, const char* end, unsigned char endClass) {
-    return findByteOfClass(p, end, byteClasses, endClass);
+// Where the run of text or tag text from p ends: at end at the latest, where endOfBytes stands.
+const char* runEnd(const char* p, unsigned char endClass) {
+    return findByteOfClass(p, byteClasses, endClass);
 }
 
 void appendRun(std::string& target, const char* begin, const char* end) {
@@ -45,9 +46,10 @@ XmlScanner<Events>::XmlScanner(Events& eventSink, const PlainTagReader* directRe
 
 template <typename Events>
 bool XmlScanner<Events>::run(std::streambuf& in) {
-    char block[blockSize];
+    char block[blockSize + 1];
     for (;;) {
         const std::size_t count = readBlock(in, block);
+        block[count] = endOfBytes;  // so that a search for the end of a run needs no bound
         blockStart = block;
         if (count == 0) {
             cursor = block;
@@ -128,7 +130,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             continue;
         }
         if (inTag) {
-            const char* stop = runEnd(p, end, endsTag);
+            const char* stop = runEnd(p, endsTag);
             appendRun(tag, p, stop);
             p = stop;
             if (p == end) return nullptr;
@@ -149,9 +151,9 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
         for (;;) {
             // What a text not yet begun drops is left out at once: the indentation between tags.
             if (text.empty()) {
-                while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & blank) != 0) ++p;
+                while ((byteClasses[static_cast<unsigned char>(*p)] & blank) != 0) ++p;  // endOfBytes is not blank
             }
-            const char* stop = runEnd(p, end, endsText);
+            const char* stop = runEnd(p, endsText);
             if (stop == end) {
                 appendRun(text, p, stop);
                 return nullptr;

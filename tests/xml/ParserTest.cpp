@@ -129,9 +129,9 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
     KpXml::detail::StartTag tag;
     KpXml::detail::DirectTagBuffers buffers;  // reused from tag to tag, as by the scanner
     for (const auto& c : cases) {
-        // A tag is read only when a byte follows it.
-        const std::string bytes = c.input + "\n";
-        const char* end = bytes.data() + bytes.size();
+        // A tag is read only when a byte follows it; after the bytes in hand, the scanner's mark.
+        const std::string bytes = c.input + "\n" + KpXml::detail::endOfBytes;
+        const char* end = bytes.data() + bytes.size() - 1;
         EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), end - 1) << c.input;
         std::vector<std::string> values;
         for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
