@@ -58,7 +58,6 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     knownReferences.reserve(entityTable.size());
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
-        longestKnownName = std::max(longestKnownName, name.size());
         longestGrowth = std::max(longestGrowth, text.size() - std::min(text.size(), name.size() + 2));
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
@@ -92,9 +91,9 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
 const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
     // '#' starts a character code, which is left to the step-by-step reading.
     if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
-    const std::size_t searched = std::min(static_cast<std::size_t>(end - p), longestKnownName + 1);
-    const auto* semicolon = static_cast<const char*>(std::memchr(p, ';', searched));
-    if (semicolon == nullptr) return nullptr;
+    // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
+    const char* semicolon = skip(p + 1, endsReference);
+    if (semicolon == end || *semicolon != ';') return nullptr;
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
     replacement = *known->text;

@@ -189,7 +189,6 @@ private:
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
-    std::size_t longestKnownName = 0;
     // The most bytes a reference's text is longer than the reference itself ("&" + name + ";"):
     // what decoding can add per reference.
     std::size_t longestGrowth = 0;
