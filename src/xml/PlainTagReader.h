@@ -38,17 +38,29 @@ using ByteClasses = std::array<unsigned char, 256>;
 // they need no bound: a search stops at the latest at end, where this byte stands.
 constexpr char endOfBytes = '<';
 
-// The first byte from p on whose entry in classes has a bit of wanted, where the bytes are followed
-// by endOfBytes and its entry has such a bit. Four bytes are tested per round, since most runs
-// between markup bytes are several bytes long.
-inline const char* findByteOfClass(const char* p, const ByteClasses& classes, unsigned char wanted) {
-    auto inClass = [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; };
+// The first byte from p on for which stopsAt holds, where it holds for a byte at the end of the
+// bytes (see endOfBytes). Four bytes are tested per round, since most runs between markup bytes
+// are several bytes long.
+template <typename Stop>
+inline const char* findByte(const char* p, Stop stopsAt) {
     for (;; p += 4) {
-        if (inClass(p[0])) return p;
-        if (inClass(p[1])) return p + 1;
-        if (inClass(p[2])) return p + 2;
-        if (inClass(p[3])) return p + 3;
+        if (stopsAt(p[0])) return p;
+        if (stopsAt(p[1])) return p + 1;
+        if (stopsAt(p[2])) return p + 2;
+        if (stopsAt(p[3])) return p + 3;
     }
+}
+
+// The first byte from p on whose entry in classes has a bit of wanted, where the bytes are
+// followed by endOfBytes and its entry has such a bit.
+inline const char* findByteOfClass(const char* p, const ByteClasses& classes, unsigned char wanted) {
+    return findByte(p, [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; });
+}
+
+// The first byte from p on whose entry in classes has no bit of skipped, where the bytes are
+// followed by endOfBytes and its entry has no such bit.
+inline const char* findByteOutsideClass(const char* p, const ByteClasses& classes, unsigned char skipped) {
+    return findByte(p, [&](char c) { return (classes[static_cast<unsigned char>(c)] & skipped) == 0; });
 }
 
 // Appends to target what the reference named name (the text between "&" or "&#" and ";") stands

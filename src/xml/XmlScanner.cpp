@@ -150,9 +150,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
         // Text, and the markup that can be read directly, until a byte needs more than that.
         for (;;) {
             // What a text not yet begun drops is left out at once: the indentation between tags.
-            if (text.empty()) {
-                while ((byteClasses[static_cast<unsigned char>(*p)] & blank) != 0) ++p;  // endOfBytes is not blank
-            }
+            if (text.empty()) p = findByteOutsideClass(p, byteClasses, blank);  // endOfBytes is not blank
             const char* stop = runEnd(p, endsText);
             if (stop == end) {
                 appendRun(text, p, stop);
