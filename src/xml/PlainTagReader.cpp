@@ -66,6 +66,12 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    // A separator that is also markup reads differently in the tokenizer's hands: with one, every
+    // start tag is left to the step-by-step reading, as every byte then ends a name (and none is
+    // read). Where start tags are read, '<' (endOfBytes) is thus never a separator.
+    if (separators.find_first_of("/=\"&<>") != std::string::npos) {
+        for (unsigned char& entry : byteClasses) entry |= endsName;
+    }
 }
 
 const PlainTagReader& PlainTagReader::forTables(const std::string& separators, const EntityMap& entities,
@@ -177,7 +183,7 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
     buffers.decodedUsed = 0;
     for (;;) {
         // p is after the name or after a value's closing quote.
-        const char* const next = skipSeparators(p, end);
+        const char* const next = skipSeparators(p);
         if (next == end) return nullptr;
         if (*next == '>' || *next == '/') {
             tag.attributeCount = count;

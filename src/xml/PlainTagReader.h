@@ -95,7 +95,8 @@ struct DirectTagBuffers {
 //   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
 //   attribute names none of these either; values no '"', '<', '>', and references in them only
 //   of the form "&" + one of # a g l q + name + ";" that stand for text without a double quote
-//   and are not codes of 256 or more; at most 16 attributes, no name twice;
+//   and are not codes of 256 or more; at most 16 attributes, no name twice; and only where no
+//   separator is one of / = " & < >;
 // - the end tag of the element being read: "/" + its name + ">", when the name holds no '&',
 //   '<' or '>' (so that this '>' is the first one after the '<' and nothing in it starts a
 //   reference or a new tag);
@@ -164,8 +165,10 @@ private:
 
     // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
     const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
-    const char* skipSeparators(const char* p, const char* end) const {
-        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
+    // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
+    // one where start tags are read.
+    const char* skipSeparators(const char* p) const {
+        while ((byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
     }
     // Reads the attributes of a start tag from p, after its name, into tag; the position after

@@ -139,6 +139,25 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
     }
 }
 
+// A separator that is also markup: every start tag is left to the tokenizer, which alone knows
+// what such a separator does; other separators leave the plain tag to the direct reading.
+TEST(ParserTest, SeparatorsThatAreMarkupLeaveStartTagsToTheTokenizer) {
+    const std::string bytes = std::string("a x=\"1\">\n") + KpXml::detail::endOfBytes;
+    const char* end = bytes.data() + bytes.size() - 1;
+    const struct {
+        const char* separators;
+        bool read;
+    } cases[] = {{" >", false}, {" /", false}, {" =", false}, {" \"", false}, {" &", false}, {" <", false},
+                 {" \t", true},  {"\n ", true}, {" ;", true}};
+    for (const auto& c : cases) {
+        const KpXml::detail::PlainTagReader reader(c.separators, KpXml::detail::defaultEntityMap());
+        KpXml::detail::StartTag tag;
+        KpXml::detail::DirectTagBuffers buffers;
+        EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), c.read ? end - 1 : nullptr)
+            << "separators " << shown(c.separators);
+    }
+}
+
 // The end tag of the element being read is matched as a whole: for names of every length up to
 // and past the longest compared without a call, a name that differs in any one byte is not it.
 TEST(ParserTest, EndTagReadDirectlyOnlyForItsWholeName) {
