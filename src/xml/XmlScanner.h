@@ -45,8 +45,8 @@ private:
     // Gives the bytes [unused, end) back to the stream buffer.
     static void returnUnused(std::streambuf& in, const char* unused, const char* end);
 
-    // Handles the bytes [p, end). Returns null when all were used, or the position after the
-    // '>' that ended the document level.
+    // Handles the bytes [p, end), which are followed by endOfBytes (see PlainTagReader.h). Returns
+    // null when all were used, or the position after the '>' that ended the document level.
     const char* consume(const char* p, const char* end);
     // Reads the markup at p (just after a '<' in text) straight from the bytes when the direct
     // reader takes it, with the run of text [run, runStop) before its '<' (not yet gathered);
