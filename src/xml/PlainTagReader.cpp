@@ -58,7 +58,6 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     knownReferences.reserve(entityTable.size());
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
-        longestKnownName = std::max(longestKnownName, name.size());
         longestGrowth = std::max(longestGrowth, text.size() - std::min(text.size(), name.size() + 2));
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
@@ -67,6 +66,12 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    // A separator that is also markup reads differently in the tokenizer's hands: with one, every
+    // start tag is left to the step-by-step reading, as every byte then ends a name (and none is
+    // read). Where start tags are read, '<' (endOfBytes) is thus never a separator.
+    if (separators.find_first_of("/=\"&<>") != std::string::npos) {
+        for (unsigned char& entry : byteClasses) entry |= endsName;
+    }
 }
 
 const PlainTagReader& PlainTagReader::forTables(const std::string& separators, const EntityMap& entities,
@@ -89,15 +94,15 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string& text) const {
+const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
     // '#' starts a character code, which is left to the step-by-step reading.
     if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
-    const std::size_t searched = std::min(static_cast<std::size_t>(end - p), longestKnownName + 1);
-    const auto* semicolon = static_cast<const char*>(std::memchr(p, ';', searched));
-    if (semicolon == nullptr) return nullptr;
+    // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
+    const char* semicolon = skip(p + 1, endsReference);
+    if (semicolon == end || *semicolon != ';') return nullptr;
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
-    text += *known->text;
+    replacement = *known->text;
     return semicolon + 1;
 }
 
@@ -136,7 +141,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
         if (++p == end || !startsReference(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
-        p = skip(p + 1, end, endsReference);
+        p = skip(p + 1, endsReference);
         if (p == end || *p != ';') return nullptr;
         const auto nameLength = static_cast<std::size_t>(p - nameStart);
         ++p;
@@ -153,7 +158,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
             out = copyBytes(out, buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
-        p = skip(p, end, endsValueRun);
+        p = skip(p, endsValueRun);
         if (p == end) return nullptr;
         out = copyBytes(out, run, static_cast<std::size_t>(p - run));
     }
@@ -168,54 +173,44 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
     return p;
 }
 
-const char* PlainTagReader::readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
-    const char* name = p;
-    p = skip(p, end, endsName);
-    if (p == name || p == end) return nullptr;
-    tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
-    tag.attributeCount = 0;
+const char* PlainTagReader::readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+    // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
+    // "/>". The views go straight into the tag's array, which has room for every attribute read
+    // directly.
+    if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
+    TagAttributeView* const attributes = tag.attributes.data();
+    std::size_t count = 0;
     buffers.decodedUsed = 0;
-    tag.blank = false;
-    tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
-    tag.plainName = true;    // '&', '<' and '>' end a name
     for (;;) {
-        if (*p == '>') {
-            tag.open = true;
-            return p + 1;
+        // p is after the name or after a value's closing quote.
+        const char* const next = skipSeparators(p);
+        if (next == end) return nullptr;
+        if (*next == '>' || *next == '/') {
+            tag.attributeCount = count;
+            return readTagEnd(next, end, tag);
         }
-        if (*p == '/') {
-            if (p + 1 == end || p[1] != '>') return nullptr;
-            tag.open = false;
-            return p + 2;
-        }
-        const char* next = skipSeparators(p, end);
-        if (next == p && tag.attributeCount == 0) return nullptr;  // '=', '"', '&' or '<' after the name
-        p = next;
-        if (p == end) return nullptr;
-        if (*p == '>' || *p == '/') continue;
+        // The name ends at a separator, '/' or '>' ('=', '"', '&' or '<' right after it is left
+        // to the tokenizer); an attribute may follow a value's quote at once.
+        if (next == p && count == 0) return nullptr;
 
-        const char* attributeName = p;
-        p = skip(p, end, endsName);
-        if (p == attributeName || p == end || *p != '=' || ++p == end || *p != '"') return nullptr;
-        const std::string_view readName(attributeName, static_cast<std::size_t>(p - 1 - attributeName));
-        for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-            if (tag.attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
+        const char* const attributeName = next;
+        p = skip(next, endsName);
+        if (p == attributeName || end - p < 2 || p[0] != '=' || p[1] != '"') return nullptr;
+        const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
+        for (std::size_t i = 0; i < count; ++i) {
+            if (attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
         }
-        if (tag.attributeCount == maxAttributes) return nullptr;
-        if (tag.attributeCount == tag.attributes.size()) tag.attributes.emplace_back();
-        TagAttributeView& attribute = tag.attributes[tag.attributeCount];
+        if (count == maxAttributes) return nullptr;
         // Most values hold no reference: the value is the bytes themselves.
-        const char* value = p + 1;
-        p = skip(value, end, endsValueRun);
+        const char* const value = p + 2;
+        p = skip(value, endsValueRun);
         if (p == end) return nullptr;
-        if (*p == '"') {
-            attribute.value = std::string_view(value, static_cast<std::size_t>(p - value));
-        } else {
-            p = readDecodedValue(value, p, end, attribute.value, buffers);
+        std::string_view readValue(value, static_cast<std::size_t>(p - value));
+        if (*p != '"') {
+            p = readDecodedValue(value, p, end, readValue, buffers);
             if (p == nullptr) return nullptr;
         }
-        attribute.name = readName;
-        ++tag.attributeCount;
+        attributes[count++] = {readName, readValue};
         if (++p == end) return nullptr;
     }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "xml/ParseEvents.h"
+#include "xml/ShortCopy.h"
 #include "xml/TagTokenizer.h"
 
 
@@ -32,18 +33,34 @@ using EntityMap = std::map<std::string, std::string>;
 // Bit sets of bytes: a bit of the entry of each byte that belongs to the set.
 using ByteClasses = std::array<unsigned char, 256>;
 
-// The first byte in [p, end) whose entry in classes has a bit of wanted, or end. Four bytes are
-// tested per round, since most runs between markup bytes are several bytes long.
-inline const char* findByteOfClass(const char* p, const char* end, const ByteClasses& classes, unsigned char wanted) {
-    auto inClass = [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; };
-    for (; end - p >= 4; p += 4) {
-        if (inClass(p[0])) return p;
-        if (inClass(p[1])) return p + 1;
-        if (inClass(p[2])) return p + 2;
-        if (inClass(p[3])) return p + 3;
+// The byte the scanner keeps right after the bytes in hand. It ends every run that the searches
+// below look for (text, tag text, names, values and reference names all end at a '<'), so that
+// they need no bound: a search stops at the latest at end, where this byte stands.
+constexpr char endOfBytes = '<';
+
+// The first byte from p on for which stopsAt holds, where it holds for a byte at the end of the
+// bytes (see endOfBytes). Four bytes are tested per round, since most runs between markup bytes
+// are several bytes long.
+template <typename Stop>
+inline const char* findByte(const char* p, Stop stopsAt) {
+    for (;; p += 4) {
+        if (stopsAt(p[0])) return p;
+        if (stopsAt(p[1])) return p + 1;
+        if (stopsAt(p[2])) return p + 2;
+        if (stopsAt(p[3])) return p + 3;
     }
-    while (p != end && !inClass(*p)) ++p;
-    return p;
+}
+
+// The first byte from p on whose entry in classes has a bit of wanted, where the bytes are
+// followed by endOfBytes and its entry has such a bit.
+inline const char* findByteOfClass(const char* p, const ByteClasses& classes, unsigned char wanted) {
+    return findByte(p, [&](char c) { return (classes[static_cast<unsigned char>(c)] & wanted) != 0; });
+}
+
+// The first byte from p on whose entry in classes has no bit of skipped, where the bytes are
+// followed by endOfBytes and its entry has no such bit.
+inline const char* findByteOutsideClass(const char* p, const ByteClasses& classes, unsigned char skipped) {
+    return findByte(p, [&](char c) { return (classes[static_cast<unsigned char>(c)] & skipped) == 0; });
 }
 
 // Appends to target what the reference named name (the text between "&" or "&#" and ";") stands
@@ -72,12 +89,14 @@ struct DirectTagBuffers {
 // takes a piece of markup only when reading it directly gives exactly what the step-by-step
 // reading (gathering the tag's text, then the tag tokenizer, or the reference's name, then the
 // entity table) gives; otherwise it returns null having used nothing, and the scanner reads the
-// piece step by step. A piece must end before the end of the bytes in hand. The pieces:
+// piece step by step. A piece must end before the end of the bytes in hand, and the byte right
+// after them must be endOfBytes. The pieces:
 // - a start tag: a name, then attributes written name="value" with separators before each, and
 //   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
 //   attribute names none of these either; values no '"', '<', '>', and references in them only
 //   of the form "&" + one of # a g l q + name + ";" that stand for text without a double quote
-//   and are not codes of 256 or more; at most 16 attributes, no name twice;
+//   and are not codes of 256 or more; at most 16 attributes, no name twice; and only where no
+//   separator is one of / = " & < >;
 // - the end tag of the element being read: "/" + its name + ">", when the name holds no '&',
 //   '<' or '>' (so that this '>' is the first one after the '<' and nothing in it starts a
 //   reference or a new tag);
@@ -99,18 +118,27 @@ public:
 
     // Reads the start tag whose text starts at p (just after its '<'). Returns the position after
     // its '>' with the tag in tag (values that needed decoding in buffers), or null.
-    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+        const char* const name = p;
+        p = skip(p, endsName);
+        if (p == name || p == end) return nullptr;
+        tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
+        tag.blank = false;
+        tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
+        tag.plainName = true;    // '&', '<' and '>' end a name
+        if (*p == '>' || *p == '/') {  // most tags without attributes
+            tag.attributeCount = 0;
+            return readTagEnd(p, end, tag);
+        }
+        return readAttributes(p, end, tag, buffers);
+    }
 
     // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
     // name is plain (see isPlainName); the position after it, or null.
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
         if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>') return nullptr;
-        // Byte by byte: names are short, shorter than a call to memcmp takes to set up.
-        for (std::size_t i = 0; i < name.size(); ++i) {
-            if (p[1 + i] != name[i]) return nullptr;
-        }
-        return p + length;
+        return equalBytes(p + 1, name.data(), name.size()) ? p + length : nullptr;
     }
 
     // True when name holds no '&', '<' or '>', so that its end tag can be read directly; the
@@ -120,9 +148,9 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
-    // Reads a reference in text from p (just after its '&'). Appends what it stands for to text
-    // and returns the position after the ';', or null.
-    const char* readTextReference(const char* p, const char* end, std::string& text) const;
+    // Reads a reference in text from p (just after its '&'). Returns the position after the ';'
+    // with what the reference stands for in replacement, or null.
+    const char* readTextReference(const char* p, const char* end, std::string_view& replacement) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }
@@ -135,12 +163,23 @@ private:
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
 
-    const char* skip(const char* p, const char* end, unsigned char stopClass) const {
-        return findByteOfClass(p, end, byteClasses, stopClass);
-    }
-    const char* skipSeparators(const char* p, const char* end) const {
-        while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
+    // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
+    const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
+    // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
+    // one where start tags are read.
+    const char* skipSeparators(const char* p) const {
+        while ((byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return p;
+    }
+    // Reads the attributes of a start tag from p, after its name, into tag; the position after
+    // the tag's '>', or null.
+    const char* readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
+    // after it, or null when a '/' is not followed by '>'.
+    static const char* readTagEnd(const char* p, const char* end, StartTag& tag) {
+        tag.open = *p == '>';
+        if (tag.open) return p + 1;
+        return p + 1 != end && p[1] == '>' ? p + 2 : nullptr;
     }
     // Reads into value, decoded into buffers, the value that starts at start (after its opening
     // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
@@ -165,7 +204,6 @@ private:
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
-    std::size_t longestKnownName = 0;
     // The most bytes a reference's text is longer than the reference itself ("&" + name + ";"):
     // what decoding can add per reference.
     std::size_t longestGrowth = 0;

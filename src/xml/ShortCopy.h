@@ -44,6 +44,36 @@ inline char* copyBytes(char* out, const char* source, std::size_t size) {
     return out + size;
 }
 
+// True when the first and the last word of the size bytes at a and at b are equal: for size
+// from sizeof(Word) to 2 * sizeof(Word), where they cover all the bytes.
+template <typename Word>
+inline bool firstAndLastWordEqual(const char* a, const char* b, std::size_t size) {
+    Word aFirst;
+    Word bFirst;
+    Word aLast;
+    Word bLast;
+    std::memcpy(&aFirst, a, sizeof(Word));
+    std::memcpy(&bFirst, b, sizeof(Word));
+    std::memcpy(&aLast, a + size - sizeof(Word), sizeof(Word));
+    std::memcpy(&bLast, b + size - sizeof(Word), sizeof(Word));
+    return ((aFirst ^ bFirst) | (aLast ^ bLast)) == 0;
+}
+
+// True when the size bytes at a and at b are equal. As copyBytes: up to 16 bytes with no call,
+// from 4 bytes on as two overlapping words; longer ones through memcmp. Reads only the size bytes
+// of each.
+inline bool equalBytes(const char* a, const char* b, std::size_t size) {
+    if (size < 4) {
+        for (std::size_t i = 0; i < size; ++i) {
+            if (a[i] != b[i]) return false;
+        }
+        return true;
+    }
+    if (size < 8) return firstAndLastWordEqual<std::uint32_t>(a, b, size);
+    if (size <= 16) return firstAndLastWordEqual<std::uint64_t>(a, b, size);
+    return std::memcmp(a, b, size) == 0;
+}
+
 // Copies the 16 bytes at source to out with two fixed-size moves: for a piece of at most 16 bytes
 // where 16 bytes may be read at source and written at out.
 inline void copyBlock16(char* out, const char* source) {

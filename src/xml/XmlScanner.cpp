@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/CodePage.h"
 #include "xml/TreeBuilder.h"
 
 namespace KpXml::detail {
@@ -23,12 +24,17 @@ constexpr ByteClasses byteClasses = [] {
     return classes;
 }();
 
-const char* runEnd(const char* p, const char* end, unsigned char endClass) {
-    return findByteOfClass(p, end, byteClasses, endClass);
+// Where the run of text or tag text from p ends: at end at the latest, where endOfBytes stands.
+const char* runEnd(const char* p, unsigned char endClass) {
+    return findByteOfClass(p, byteClasses, endClass);
 }
 
 void appendRun(std::string& target, const char* begin, const char* end) {
     if (begin != end) target.append(begin, static_cast<std::size_t>(end - begin));
+}
+
+void appendRun(TextBuffer& target, const char* begin, const char* end) {
+    if (begin != end) target.append(begin, end);
 }
 
 }  // namespace
@@ -40,9 +46,10 @@ XmlScanner<Events>::XmlScanner(Events& eventSink, const PlainTagReader* directRe
 
 template <typename Events>
 bool XmlScanner<Events>::run(std::streambuf& in) {
-    char block[blockSize];
+    char block[blockSize + 1];
     for (;;) {
         const std::size_t count = readBlock(in, block);
+        block[count] = endOfBytes;  // so that a search for the end of a run needs no bound
         blockStart = block;
         if (count == 0) {
             cursor = block;
@@ -54,7 +61,7 @@ bool XmlScanner<Events>::run(std::streambuf& in) {
             // The document ended inside the block: the unused bytes go back to the stream.
             returnUnused(in, rest, block + count);
             cursor = rest;
-            events.documentEnd(text, at());
+            events.documentEnd(text.view(), at());
             return true;
         }
         blockPosition += count;
@@ -103,7 +110,11 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             if (semicolon == nullptr) return nullptr;
             p = semicolon + 1;
             inEntity = false;
-            appendReference(entity, entities, inTag, true, inTag ? tag : text);
+            if (inTag) {
+                appendReference(entity, entities, true, true, tag);
+            } else {
+                appendTextReference();
+            }
             continue;
         }
         if (entityStart) {
@@ -119,7 +130,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             continue;
         }
         if (inTag) {
-            const char* stop = runEnd(p, end, endsTag);
+            const char* stop = runEnd(p, endsTag);
             appendRun(tag, p, stop);
             p = stop;
             if (p == end) return nullptr;
@@ -139,10 +150,8 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
         // Text, and the markup that can be read directly, until a byte needs more than that.
         for (;;) {
             // What a text not yet begun drops is left out at once: the indentation between tags.
-            if (text.empty()) {
-                while (p != end && (byteClasses[static_cast<unsigned char>(*p)] & blank) != 0) ++p;
-            }
-            const char* stop = runEnd(p, end, endsText);
+            if (text.empty()) p = findByteOutsideClass(p, byteClasses, blank);  // endOfBytes is not blank
+            const char* stop = runEnd(p, endsText);
             if (stop == end) {
                 appendRun(text, p, stop);
                 return nullptr;
@@ -164,7 +173,9 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             p = stop + 1;
             if (byte == '&') {
                 if (direct != nullptr) {
-                    if (const char* after = direct->readTextReference(p, end, text)) {
+                    std::string_view replacement;
+                    if (const char* after = direct->readTextReference(p, end, replacement)) {
+                        text.append(replacement);
                         p = after;
                         continue;
                     }
@@ -196,7 +207,7 @@ template <typename Events>
             reportEndTag(std::string_view(run, static_cast<std::size_t>(runStop - run)));
         } else {
             appendRun(text, run, runStop);
-            reportEndTag(text);
+            reportEndTag(text.view());
         }
         return after;
     }
@@ -220,7 +231,7 @@ bool XmlScanner<Events>::endOfTag() {
     if (endsLevel(tag)) {
         tag.clear();
         if (events.atDocumentLevel()) return true;
-        reportEndTag(text);
+        reportEndTag(text.view());
         return false;
     }
     startTagOfText();
@@ -232,6 +243,21 @@ bool XmlScanner<Events>::endsLevel(const std::string& tagText) const {
     if (events.atDocumentLevel()) return tagText.empty();
     const std::string_view name = events.endTagName();
     return tagText.size() == name.size() + 1 && tagText[0] == '/' && tagText.compare(1, std::string::npos, name) == 0;
+}
+
+template <typename Events>
+void XmlScanner<Events>::appendTextReference() {
+    if (platform::ansiRoundTripsEveryByte()) {
+        // Each character converts on its own: only the reference's text is made.
+        referenceText.clear();
+        appendReference(entity, entities, false, true, referenceText);
+        text.append(referenceText);
+        return;
+    }
+    // A character above 255 converts together with the text before it.
+    referenceText.assign(text.view());
+    appendReference(entity, entities, false, true, referenceText);
+    text.assign(referenceText);
 }
 
 template <typename Events>

@@ -10,6 +10,7 @@
 #include "xml/ParseEvents.h"
 #include "xml/PlainTagReader.h"
 #include "xml/TagTokenizer.h"
+#include "xml/TextBuffer.h"
 
 namespace KpXml::detail {
 
@@ -44,8 +45,8 @@ private:
     // Gives the bytes [unused, end) back to the stream buffer.
     static void returnUnused(std::streambuf& in, const char* unused, const char* end);
 
-    // Handles the bytes [p, end). Returns null when all were used, or the position after the
-    // '>' that ended the document level.
+    // Handles the bytes [p, end), which are followed by endOfBytes (see PlainTagReader.h). Returns
+    // null when all were used, or the position after the '>' that ended the document level.
     const char* consume(const char* p, const char* end);
     // Reads the markup at p (just after a '<' in text) straight from the bytes when the direct
     // reader takes it, with the run of text [run, runStop) before its '<' (not yet gathered);
@@ -57,6 +58,8 @@ private:
     // True when the tag text ends the level being read: "/" + the name its end tag waits for, or
     // at the document level the empty text.
     bool endsLevel(const std::string& tagText) const;
+    // Appends what the reference read step by step (its name in entity) stands for to text.
+    void appendTextReference();
     // Tokenizes the gathered tag text and reports it as a start tag, unless it is ignored whole.
     void startTagOfText();
     // Reports a start tag; an element that opens starts with no text.
@@ -80,7 +83,8 @@ private:
     const char* blockStart = nullptr;
     const char* cursor = nullptr;  // after the last byte used, when an event is reported
 
-    std::string text;    // what the innermost level has gathered
+    TextBuffer text;     // what the innermost level has gathered
+    std::string referenceText;  // what a reference read step by step in text stands for
     std::string tag;     // the text of a tag read step by step, without '<' and '>'
     std::string entity;  // the name of a reference read step by step
     bool inTag = false;

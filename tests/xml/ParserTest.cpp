@@ -129,13 +129,51 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
     KpXml::detail::StartTag tag;
     KpXml::detail::DirectTagBuffers buffers;  // reused from tag to tag, as by the scanner
     for (const auto& c : cases) {
-        // A tag is read only when a byte follows it.
-        const std::string bytes = c.input + "\n";
-        const char* end = bytes.data() + bytes.size();
+        // A tag is read only when a byte follows it; after the bytes in hand, the scanner's mark.
+        const std::string bytes = c.input + "\n" + KpXml::detail::endOfBytes;
+        const char* end = bytes.data() + bytes.size() - 1;
         EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), end - 1) << c.input;
         std::vector<std::string> values;
         for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
         EXPECT_EQ(values, c.values) << c.input;
+    }
+}
+
+// A separator that is also markup: every start tag is left to the tokenizer, which alone knows
+// what such a separator does; other separators leave the plain tag to the direct reading.
+TEST(ParserTest, SeparatorsThatAreMarkupLeaveStartTagsToTheTokenizer) {
+    const std::string bytes = std::string("a x=\"1\">\n") + KpXml::detail::endOfBytes;
+    const char* end = bytes.data() + bytes.size() - 1;
+    const struct {
+        const char* separators;
+        bool read;
+    } cases[] = {{" >", false}, {" /", false}, {" =", false}, {" \"", false}, {" &", false}, {" <", false},
+                 {" \t", true},  {"\n ", true}, {" ;", true}};
+    for (const auto& c : cases) {
+        const KpXml::detail::PlainTagReader reader(c.separators, KpXml::detail::defaultEntityMap());
+        KpXml::detail::StartTag tag;
+        KpXml::detail::DirectTagBuffers buffers;
+        EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), c.read ? end - 1 : nullptr)
+            << "separators " << shown(c.separators);
+    }
+}
+
+// The end tag of the element being read is matched as a whole: for names of every length up to
+// and past the longest compared without a call, a name that differs in any one byte is not it.
+TEST(ParserTest, EndTagReadDirectlyOnlyForItsWholeName) {
+    using KpXml::detail::PlainTagReader;
+    for (std::size_t length = 1; length <= 20; ++length) {
+        std::string name;
+        for (std::size_t i = 0; i < length; ++i) name += static_cast<char>('a' + i);
+        const std::string endTag = "/" + name + ">";
+        const char* end = endTag.data() + endTag.size();
+        EXPECT_EQ(PlainTagReader::readEndTag(endTag.data(), end, name, true), end) << name;
+        EXPECT_EQ(PlainTagReader::readEndTag(endTag.data(), end - 1, name, true), nullptr) << name << ", cut";
+        for (std::size_t i = 0; i < length; ++i) {
+            std::string other = endTag;
+            other[1 + i] = 'Z';
+            EXPECT_EQ(PlainTagReader::readEndTag(other.data(), other.data() + other.size(), name, true), nullptr) << other;
+        }
     }
 }
 
