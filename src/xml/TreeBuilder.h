@@ -106,10 +106,19 @@ private:
     }
     const std::string& name = element->getName();
     // The element's name is the tag's, except for a root that a tag of separators left unnamed.
-    levels.push_back({element, pendingChildren.size(), name.empty() ? std::string_view() : std::string_view(name),
-                      name.empty() || tag.plainName, created != nullptr});
+    const std::string_view endTagName = name.empty() ? std::string_view() : std::string_view(name);
+    const bool plainEndTagName = name.empty() || tag.plainName;
+    // Filled in field by field, and the scanner told from the same values: a level built aside
+    // and copied in, or read back at once, is loaded in wider pieces than it was stored in, which
+    // the processor cannot forward from its pending stores (a stall on every start tag).
+    Level& level = levels.emplace_back();
+    level.node = element;
+    level.firstChild = pendingChildren.size();
+    level.endTagName = endTagName;
+    level.plainEndTagName = plainEndTagName;
+    level.owned = created != nullptr;
     created.release();  // now owned by the level
-    awaitInnermostEndTag();
+    awaitEndTag(false, endTagName, plainEndTagName);
     return true;
 }
 
