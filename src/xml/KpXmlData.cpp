@@ -63,6 +63,16 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         if (near != nullptr && !near->getAttributes().empty() && near->getAttributes().front() != nullptr) {
             prefetchObject(reinterpret_cast<const char*>(near->getAttributes().front()), sizeof(KpXmlAttributeData));
         }
+        // The first children of a nearer one: its subtree goes right after it, and only the child
+        // itself was asked for ahead.
+        const KpXmlData* nearer = i + 4 < count ? children[i + 4] : nullptr;
+        if (nearer != nullptr) {
+            std::size_t asked = 0;
+            for (const KpXmlData* grandchild : nearer->getChildren()) {
+                if (grandchild != nullptr) prefetchObject(reinterpret_cast<const char*>(grandchild), sizeof(KpXmlData));
+                if (++asked == 4) break;
+            }
+        }
         delete children[i];
         // The child's own subtree, which its destructor listed.
         while (KpXmlData* node = pending.first) {
