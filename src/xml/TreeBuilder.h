@@ -64,6 +64,8 @@ private:
     static std::vector<KpXmlData*>& sparePendingChildren();
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
+    // The depth from which the elements of the open levels no longer stay in the cache together.
+    static constexpr std::size_t deepLevels = 64;
     // The largest stacks kept for the next parse, in bytes each: enough for the levels and the
     // children of most documents, so that a parse neither grows nor frees a large buffer (either
     // makes glibc merge all its small free blocks, which its next small requests then pay for).
@@ -133,6 +135,14 @@ private:
 [[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
     if (levels.back().owned) pendingChildren.push_back(levels.back().node);
     levels.pop_back();
+    // In a deep document an element is long out of the cache when its end tag comes: ask for the
+    // one whose end tag may follow the next one, which the scanner and endTag read.
+    if (levels.size() > deepLevels) {
+        const auto* const node = reinterpret_cast<const char*>(levels[levels.size() - 2].node);
+        __builtin_prefetch(node);
+        __builtin_prefetch(node + 64);
+        __builtin_prefetch(node + sizeof(KpXmlData) - 1);
+    }
     awaitInnermostEndTag();
 }
 
