@@ -250,14 +250,6 @@ bool KpXmlData::removeAttribute(const std::string& attrName) {
     return true;
 }
 
-void* KpXmlData::operator new(std::size_t size) {
-    return KpXml::detail::allocateSlot<KpXmlData>(size);
-}
-
-void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::releaseSlot<KpXmlData>(object, size);
-}
-
 KpXml::detail::NodeDestroyedHook KpXml::detail::setNodeDestroyedHook(NodeDestroyedHook hook) {
     return nodeDestroyedHook.exchange(hook);
 }

@@ -380,8 +380,9 @@ constexpr std::size_t poolIndex() {
     return std::is_same_v<T, KpXmlData> ? 0 : 1;
 }
 
-}  // namespace
-
+// Memory for an object of size bytes of class T (KpXmlData or KpXmlAttributeData, or a class
+// derived from one): a slot of T's pool, or the global heap when the object is larger than a slot.
+// Throws std::bad_alloc when there is no memory.
 template <typename T>
 void* allocateSlot(std::size_t size) {
     constexpr std::size_t slotSize = sizeof(T);
@@ -402,6 +403,7 @@ void* allocateSlot(std::size_t size) {
     return refillAndAllocate(poolIndex<T>());
 }
 
+// Gives back what allocateSlot<T>(size) returned; nothing for null.
 template <typename T>
 void releaseSlot(void* object, std::size_t size) noexcept {
     constexpr std::size_t slotSize = sizeof(T);
@@ -421,10 +423,7 @@ void releaseSlot(void* object, std::size_t size) noexcept {
     --cache.room;
 }
 
-template void* allocateSlot<KpXmlData>(std::size_t size);
-template void* allocateSlot<KpXmlAttributeData>(std::size_t size);
-template void releaseSlot<KpXmlData>(void* object, std::size_t size) noexcept;
-template void releaseSlot<KpXmlAttributeData>(void* object, std::size_t size) noexcept;
+}  // namespace
 
 std::size_t ObjectPool::bytesReserved() const {
     SharedStore& store = sharedStore(*this);
@@ -462,3 +461,19 @@ ObjectPool& attributePool() {
 }
 
 }  // namespace KpXml::detail
+
+void* KpXmlData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlData>(size);
+}
+
+void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlData>(object, size);
+}
+
+void* KpXmlAttributeData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
+}
+
+void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
+}
