@@ -63,8 +63,9 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         if (near != nullptr && !near->getAttributes().empty() && near->getAttributes().front() != nullptr) {
             prefetchObject(reinterpret_cast<const char*>(near->getAttributes().front()), sizeof(KpXmlAttributeData));
         }
-        // The first children of a nearer one: its subtree goes right after it, and only the child
-        // itself was asked for ahead.
+        if (near != nullptr && !near->getChildren().empty()) __builtin_prefetch(near->getChildren().data());
+        // The first children of a nearer one, whose list has arrived by then: its subtree goes
+        // right after it, and only the child itself was asked for ahead.
         const KpXmlData* nearer = i + 4 < count ? children[i + 4] : nullptr;
         if (nearer != nullptr) {
             std::size_t asked = 0;
