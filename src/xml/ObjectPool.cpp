@@ -353,8 +353,8 @@ ThreadCache* ownCaches() noexcept {
 }
 
 // Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
-// the pool, or when the list is full (it becomes the spare, and a spare already held goes back to
-// the store), or after the thread's end (the slot goes straight back). Out of line for the same
+// the pool, or when the list is full (it becomes the spare, or goes back to the store when there
+// is one already), or after the thread's end (the slot goes straight back). Out of line for the same
 // reason as refillAndAllocate.
 [[gnu::noinline]] void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
     const ObjectPool& pool = pools[index];
@@ -365,9 +365,12 @@ ThreadCache* ownCaches() noexcept {
         return;
     }
     ThreadCache& cache = caches[index];
-    if (cache.head != nullptr) {
-        returnList(pool, cache.spare, &cache);
+    if (cache.head != nullptr && cache.spare == nullptr) {
         cache.spare = cache.head;
+    } else if (cache.head != nullptr) {
+        // The full list goes back rather than the spare: its slots were released last, so that
+        // walking it finds them still in the processor's cache.
+        returnList(pool, cache.head, &cache);
     }
     cache.head = slot;
     cache.room = pool.slotsPerBlock - 1;
