@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "xml/ObjectPool.h"
 #include "xml/TextConvert.h"
 
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
@@ -40,12 +39,4 @@ bool KpXmlAttributeData::checkValue(int value) const {
 
 bool KpXmlAttributeData::checkValue(double value, double tolerance) const {
     return tolerance > std::fabs(getDouble() - value);
-}
-
-void* KpXmlAttributeData::operator new(std::size_t size) {
-    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
-}
-
-void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
 }

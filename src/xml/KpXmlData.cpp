@@ -63,6 +63,17 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         if (near != nullptr && !near->getAttributes().empty() && near->getAttributes().front() != nullptr) {
             prefetchObject(reinterpret_cast<const char*>(near->getAttributes().front()), sizeof(KpXmlAttributeData));
         }
+        if (near != nullptr && !near->getChildren().empty()) __builtin_prefetch(near->getChildren().data());
+        // The first children of a nearer one, whose list has arrived by then: its subtree goes
+        // right after it, and only the child itself was asked for ahead.
+        const KpXmlData* nearer = i + 4 < count ? children[i + 4] : nullptr;
+        if (nearer != nullptr) {
+            std::size_t asked = 0;
+            for (const KpXmlData* grandchild : nearer->getChildren()) {
+                if (grandchild != nullptr) prefetchObject(reinterpret_cast<const char*>(grandchild), sizeof(KpXmlData));
+                if (++asked == 4) break;
+            }
+        }
         delete children[i];
         // The child's own subtree, which its destructor listed.
         while (KpXmlData* node = pending.first) {
@@ -238,14 +249,6 @@ bool KpXmlData::removeAttribute(const std::string& attrName) {
     attributes.erase(found);
     delete attribute;
     return true;
-}
-
-void* KpXmlData::operator new(std::size_t size) {
-    return KpXml::detail::allocateSlot<KpXmlData>(size);
-}
-
-void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::releaseSlot<KpXmlData>(object, size);
 }
 
 KpXml::detail::NodeDestroyedHook KpXml::detail::setNodeDestroyedHook(NodeDestroyedHook hook) {

@@ -92,6 +92,12 @@ struct ThreadCache {
     FreeSlot* head;
     // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
     std::size_t room;
+    // The slots of a block that no slot of was in use when the thread took it, from fresh to
+    // freshEnd: handed out in address order once the list is empty, without linking them first
+    // (which would touch the whole block before its first object) and without reading a link
+    // from each. Both null when there are none, and in noCaches.
+    unsigned char* fresh;
+    unsigned char* freshEnd;
     FreeSlot* spare;      // a list of slotsPerBlock slots, or null
     Block* kept;          // emptied blocks, last emptied first, linked through next
     std::size_t keptBytes;
@@ -195,17 +201,6 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
     }
 }
 
-// Links every slot of the block at memory into a list in address order; returns its head.
-FreeSlot* linkSlots(const ObjectPool& pool, unsigned char* memory) noexcept {
-    FreeSlot* head = nullptr;
-    for (std::size_t i = pool.slotsPerBlock; i-- > 0;) {
-        auto* slot = reinterpret_cast<FreeSlot*>(memory + headerBytes + i * pool.slotSize);
-        link(slot, head, pool.slotSize);
-        head = slot;
-    }
-    return head;
-}
-
 // Gives back to the heap the blocks that cache keeps. Nothing when it keeps none.
 void releaseKept(const ObjectPool& pool, ThreadCache& cache) noexcept {
     if (cache.kept == nullptr) return;
@@ -218,39 +213,66 @@ void releaseKept(const ObjectPool& pool, ThreadCache& cache) noexcept {
     cache.keptBytes = 0;
 }
 
-// All free slots of one of own's kept blocks, of a block of the store that has some, or of a new
-// block; sets count to their number. own is null when the thread has no caches.
-FreeSlot* takeList(const ObjectPool& pool, ThreadCache* own, std::size_t& count) {
+// The first slot of the block at memory.
+unsigned char* firstSlot(unsigned char* memory) noexcept {
+    return memory + headerBytes;
+}
+
+// The end of the slots of the block at memory.
+unsigned char* slotsEnd(const ObjectPool& pool, unsigned char* memory) noexcept {
+    return firstSlot(memory) + pool.slotsPerBlock * pool.slotSize;
+}
+
+// Free slots that the store hands a thread: a list, or a whole block none of whose slots is in use.
+struct TakenSlots {
+    FreeSlot* list;         // null when whole is set
+    std::size_t count;      // the slots of list
+    unsigned char* whole;   // the block, or null
+};
+
+// All free slots of one of own's kept blocks (whole), of a block of the store that has some (a
+// list), or of a new block (whole). own is null when the thread has no caches.
+TakenSlots takeSlots(const ObjectPool& pool, ThreadCache* own) {
     SharedStore& store = sharedStore(pool);
     {
         const std::lock_guard<std::mutex> lock(store.mutex);
         if (Block* block = own != nullptr ? own->kept : nullptr) {
-            // Its slots are linked again below.
             own->kept = block->next;
             own->keptBytes -= blockBytes;
             block->next = nullptr;
             block->handedOut = pool.slotsPerBlock;
             store.handedOut += pool.slotsPerBlock;
-            count = pool.slotsPerBlock;
-            return linkSlots(pool, reinterpret_cast<unsigned char*>(block));
+            return {nullptr, 0, reinterpret_cast<unsigned char*>(block)};
         }
         if (Block* block = store.withFreeSlots) {
             unlinkBlock(store, block);
-            count = pool.slotsPerBlock - block->handedOut;
+            const std::size_t count = pool.slotsPerBlock - block->handedOut;
             store.handedOut += count;
             block->handedOut = pool.slotsPerBlock;
             FreeSlot* const list = block->freeSlots;
             block->freeSlots = nullptr;
-            return list;
+            return {list, count, nullptr};
         }
     }
     auto* const memory = static_cast<unsigned char*>(::operator new(blockBytes, std::align_val_t{blockBytes}));
     new (memory) Block{nullptr, pool.slotsPerBlock, nullptr, nullptr};
-    FreeSlot* const head = linkSlots(pool, memory);
+    poison(firstSlot(memory), pool.slotsPerBlock * pool.slotSize);
     const std::lock_guard<std::mutex> lock(store.mutex);
     ++store.blocks;
     store.handedOut += pool.slotsPerBlock;
-    count = pool.slotsPerBlock;
+    return {nullptr, 0, memory};
+}
+
+// Links the slots from first to end into a list in address order; returns its head (null when
+// there are none).
+FreeSlot* linkRange(const ObjectPool& pool, unsigned char* first, unsigned char* end) noexcept {
+    FreeSlot* head = nullptr;
+    while (end != first) {
+        end -= pool.slotSize;
+        auto* const slot = reinterpret_cast<FreeSlot*>(end);
+        link(slot, head, pool.slotSize);
+        head = slot;
+    }
     return head;
 }
 
@@ -262,6 +284,7 @@ void endThread(void* own) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
         returnList(pools[index], cache.spare, nullptr);
+        returnList(pools[index], linkRange(pools[index], cache.fresh, cache.freshEnd), nullptr);
         releaseKept(pools[index], cache);
     }
     delete ended;
@@ -284,9 +307,9 @@ ThreadCache* ownCaches() noexcept {
     return threadCaches;
 }
 
-// The slot that allocateSlot hands out when the thread's own list of pools[index] is empty: the
-// list is refilled from the spare list or the shared store first. Kept out of line, so that the
-// common case is a few instructions with nothing to save and restore.
+// The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it
+// has no fresh slots: the list is refilled from the spare list, or the store's slots taken.
+// Kept out of line, so that the common case is a few instructions with nothing to save and restore.
 [[gnu::noinline]] void* refillAndAllocate(std::size_t index) {
     const ObjectPool& pool = pools[index];
     ThreadCache* const caches = ownCaches();
@@ -296,7 +319,24 @@ ThreadCache* ownCaches() noexcept {
         list = caches[index].spare;
         caches[index].spare = nullptr;
     } else {
-        list = takeList(pool, caches != noCaches ? &caches[index] : nullptr, count);
+        const TakenSlots taken = takeSlots(pool, caches != noCaches ? &caches[index] : nullptr);
+        list = taken.list;
+        count = taken.count;
+        if (taken.whole != nullptr) {
+            unsigned char* const first = firstSlot(taken.whole);
+            if (caches == noCaches) {
+                // Past the thread's end the slots are handed out as a list, which goes back at once.
+                list = linkRange(pool, first, slotsEnd(pool, taken.whole));
+                count = pool.slotsPerBlock;
+            } else {
+                // The list stays empty, with room for a block's worth of releases.
+                caches[index].fresh = first + pool.slotSize;
+                caches[index].freshEnd = slotsEnd(pool, taken.whole);
+                caches[index].room = pool.slotsPerBlock;
+                unpoison(first, pool.slotSize);
+                return first;
+            }
+        }
     }
     FreeSlot* const slot = list;
     list = nextOf(slot, pool.slotSize);
@@ -313,8 +353,8 @@ ThreadCache* ownCaches() noexcept {
 }
 
 // Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
-// the pool, or when the list is full (it becomes the spare, and a spare already held goes back to
-// the store), or after the thread's end (the slot goes straight back). Out of line for the same
+// the pool, or when the list is full (it becomes the spare, or goes back to the store when there
+// is one already), or after the thread's end (the slot goes straight back). Out of line for the same
 // reason as refillAndAllocate.
 [[gnu::noinline]] void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
     const ObjectPool& pool = pools[index];
@@ -325,9 +365,12 @@ ThreadCache* ownCaches() noexcept {
         return;
     }
     ThreadCache& cache = caches[index];
-    if (cache.head != nullptr) {
-        returnList(pool, cache.spare, &cache);
+    if (cache.head != nullptr && cache.spare == nullptr) {
         cache.spare = cache.head;
+    } else if (cache.head != nullptr) {
+        // The full list goes back rather than the spare: its slots were released last, so that
+        // walking it finds them still in the processor's cache.
+        returnList(pool, cache.head, &cache);
     }
     cache.head = slot;
     cache.room = pool.slotsPerBlock - 1;
@@ -340,21 +383,30 @@ constexpr std::size_t poolIndex() {
     return std::is_same_v<T, KpXmlData> ? 0 : 1;
 }
 
-}  // namespace
-
+// Memory for an object of size bytes of class T (KpXmlData or KpXmlAttributeData, or a class
+// derived from one): a slot of T's pool, or the global heap when the object is larger than a slot.
+// Throws std::bad_alloc when there is no memory.
 template <typename T>
 void* allocateSlot(std::size_t size) {
     constexpr std::size_t slotSize = sizeof(T);
     if (size > slotSize) return ::operator new(size);
     ThreadCache& cache = threadCaches[poolIndex<T>()];
-    FreeSlot* slot = cache.head;
-    if (slot == nullptr) return refillAndAllocate(poolIndex<T>());
-    cache.head = nextOf(slot, slotSize);
-    ++cache.room;
-    unpoison(slot, slotSize);
-    return slot;
+    if (FreeSlot* const slot = cache.head) {
+        cache.head = nextOf(slot, slotSize);
+        ++cache.room;
+        unpoison(slot, slotSize);
+        return slot;
+    }
+    if (cache.fresh != cache.freshEnd) {
+        unsigned char* const slot = cache.fresh;
+        cache.fresh += slotSize;
+        unpoison(slot, slotSize);
+        return slot;
+    }
+    return refillAndAllocate(poolIndex<T>());
 }
 
+// Gives back what allocateSlot<T>(size) returned; nothing for null.
 template <typename T>
 void releaseSlot(void* object, std::size_t size) noexcept {
     constexpr std::size_t slotSize = sizeof(T);
@@ -374,10 +426,7 @@ void releaseSlot(void* object, std::size_t size) noexcept {
     --cache.room;
 }
 
-template void* allocateSlot<KpXmlData>(std::size_t size);
-template void* allocateSlot<KpXmlAttributeData>(std::size_t size);
-template void releaseSlot<KpXmlData>(void* object, std::size_t size) noexcept;
-template void releaseSlot<KpXmlAttributeData>(void* object, std::size_t size) noexcept;
+}  // namespace
 
 std::size_t ObjectPool::bytesReserved() const {
     SharedStore& store = sharedStore(*this);
@@ -391,6 +440,7 @@ std::size_t ObjectPool::bytesInUse() const {
     const ThreadCache& cache = threadCaches[this - pools];
     std::size_t ownFree = cache.spare != nullptr ? slotsPerBlock : 0;
     if (cache.head != nullptr) ownFree += slotsPerBlock - cache.room;
+    ownFree += static_cast<std::size_t>(cache.freshEnd - cache.fresh) / slotSize;
     return (store.handedOut - ownFree) * slotSize;
 }
 
@@ -414,3 +464,19 @@ ObjectPool& attributePool() {
 }
 
 }  // namespace KpXml::detail
+
+void* KpXmlData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlData>(size);
+}
+
+void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlData>(object, size);
+}
+
+void* KpXmlAttributeData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
+}
+
+void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
+}

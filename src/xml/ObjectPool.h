@@ -54,14 +54,8 @@ public:
 ObjectPool& nodePool();
 ObjectPool& attributePool();
 
-// Memory for an object of size bytes of class T (KpXmlData or KpXmlAttributeData, or a class
-// derived from one): a slot of T's pool, or the global heap when the object is larger than a slot.
-// Throws std::bad_alloc when there is no memory.
-template <typename T>
-void* allocateSlot(std::size_t size);
-// Gives back what allocateSlot<T>(size) returned; nothing for null.
-template <typename T>
-void releaseSlot(void* object, std::size_t size) noexcept;
+// KpXmlData's and KpXmlAttributeData's operator new and delete take their memory from these
+// pools; they are defined with the pools (ObjectPool.cpp), so that a slot costs no call of its own.
 
 }  // namespace KpXml::detail
 

@@ -64,6 +64,8 @@ private:
     static std::vector<KpXmlData*>& sparePendingChildren();
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
+    // The depth from which the elements of the open levels no longer stay in the cache together.
+    static constexpr std::size_t deepLevels = 64;
     // The largest stacks kept for the next parse, in bytes each: enough for the levels and the
     // children of most documents, so that a parse neither grows nor frees a large buffer (either
     // makes glibc merge all its small free blocks, which its next small requests then pay for).
@@ -106,10 +108,19 @@ private:
     }
     const std::string& name = element->getName();
     // The element's name is the tag's, except for a root that a tag of separators left unnamed.
-    levels.push_back({element, pendingChildren.size(), name.empty() ? std::string_view() : std::string_view(name),
-                      name.empty() || tag.plainName, created != nullptr});
+    const std::string_view endTagName = name.empty() ? std::string_view() : std::string_view(name);
+    const bool plainEndTagName = name.empty() || tag.plainName;
+    // Filled in field by field, and the scanner told from the same values: a level built aside
+    // and copied in, or read back at once, is loaded in wider pieces than it was stored in, which
+    // the processor cannot forward from its pending stores (a stall on every start tag).
+    Level& level = levels.emplace_back();
+    level.node = element;
+    level.firstChild = pendingChildren.size();
+    level.endTagName = endTagName;
+    level.plainEndTagName = plainEndTagName;
+    level.owned = created != nullptr;
     created.release();  // now owned by the level
-    awaitInnermostEndTag();
+    awaitEndTag(false, endTagName, plainEndTagName);
     return true;
 }
 
@@ -124,6 +135,14 @@ private:
 [[gnu::always_inline]] inline void TreeBuilder::leaveLevel() {
     if (levels.back().owned) pendingChildren.push_back(levels.back().node);
     levels.pop_back();
+    // In a deep document an element is long out of the cache when its end tag comes: ask for the
+    // one whose end tag may follow the next one, which the scanner and endTag read.
+    if (levels.size() > deepLevels) {
+        const auto* const node = reinterpret_cast<const char*>(levels[levels.size() - 2].node);
+        __builtin_prefetch(node);
+        __builtin_prefetch(node + 64);
+        __builtin_prefetch(node + sizeof(KpXmlData) - 1);
+    }
     awaitInnermostEndTag();
 }
 
