@@ -93,7 +93,9 @@ public:
     // same bytes as each line with its own calls, also when growing the string fails, which happens
     // at the same offset of the output either way.
     bool takesSeveralLines() const {
-        return isPlain() && typeid(*settings.rdbuf()) == typeid(std::stringbuf);  // a good stream has a buffer
+        if (!isPlain()) return false;
+        const std::streambuf& buffer = *settings.rdbuf();  // a good stream has a buffer
+        return typeid(buffer) == typeid(std::stringbuf);
     }
 
     void put(const char* line, std::streamsize size) {
