@@ -58,7 +58,6 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     knownReferences.reserve(entityTable.size());
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
-        longestGrowth = std::max(longestGrowth, text.size() - std::min(text.size(), name.size() + 2));
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
@@ -112,28 +111,35 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
+void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more) {
+    // Seldom made again: most tags are shorter than the least room made.
+    const auto length = static_cast<std::size_t>(out - first);
+    const std::size_t capacity = std::max({length + more, 2 * buffers.decodedCapacity, std::size_t{256}});
+    std::unique_ptr<char[]> larger(new char[capacity]);  // left uninitialised: only what is written is read
+    copyBytes(larger.get(), first, length);
+    if (buffers.decoded != nullptr) buffers.retired.push_back(std::move(buffers.decoded));
+    buffers.decoded = std::move(larger);
+    buffers.decodedCapacity = capacity;
+    buffers.decodedUsed = 0;
+    first = buffers.decoded.get();
+    out = first + length;
+}
+
 const char* PlainTagReader::readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
                                              DirectTagBuffers& buffers) const {
-    if (buffers.decodedUsed == 0) {
-        // The tag's first decoded value: room for all that the rest of the tag can decode to. The
-        // tag ends at the latest at the next '>' (no name or value read directly holds one). Each
-        // reference starts at an '&' and adds at most longestGrowth bytes, a character code gives
-        // one byte, and replacing "&quot;" only shortens a value.
-        const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
-        if (close == nullptr) return nullptr;
-        const auto rest = static_cast<std::size_t>(close - start);
-        // (The default references all shorten: their '&'s need no count.)
-        const std::size_t references = longestGrowth == 0 ? 0 : static_cast<std::size_t>(std::count(p, close, '&'));
-        const std::size_t needed = rest + references * longestGrowth;
-        if (buffers.decodedCapacity < needed) {
-            // Seldom made again: most tags are shorter than the least room made.
-            const std::size_t capacity = std::max<std::size_t>(needed, 256);
-            buffers.decoded.reset(new char[capacity]);  // left uninitialised: only what is written is read
-            buffers.decodedCapacity = capacity;
+    // Before the tag's first decoded value (or after empty ones), no view of the tag points into
+    // the arrays that earlier tags left.
+    if (buffers.decodedUsed == 0 && !buffers.retired.empty()) buffers.retired.clear();
+    char* first = buffers.decoded.get() + buffers.decodedUsed;
+    char* out = first;
+    // Appends the size bytes at source to the value, making room first when it is short.
+    const auto append = [&](const char* source, std::size_t size) {
+        if (static_cast<std::size_t>(buffers.decoded.get() + buffers.decodedCapacity - out) < size) {
+            growDecoded(buffers, first, out, size);
         }
-    }
-    char* const first = buffers.decoded.get() + buffers.decodedUsed;
-    char* out = copyBytes(first, start, static_cast<std::size_t>(p - start));
+        out = copyBytes(out, source, size);
+    };
+    append(start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
         if (*p == '"') break;
@@ -147,7 +153,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         ++p;
         if (const KnownReference* known = findKnown(nameStart, nameLength)) {
             if (known->holdsQuote) return nullptr;
-            out = copyBytes(out, known->text->data(), known->text->size());
+            append(known->text->data(), known->text->size());
             ampersand = ampersand || known->holdsAmpersand;
         } else {
             buffers.referenceName.assign(nameStart, nameLength);
@@ -155,20 +161,21 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
             if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return nullptr;
             if (buffers.scratch.find('"') != std::string::npos) return nullptr;
             ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
-            out = copyBytes(out, buffers.scratch.data(), buffers.scratch.size());
+            append(buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
         p = skip(p, endsValueRun);
         if (p == end) return nullptr;
-        out = copyBytes(out, run, static_cast<std::size_t>(p - run));
+        append(run, static_cast<std::size_t>(p - run));
     }
     auto length = static_cast<std::size_t>(out - first);
     if (ampersand) {
+        // Replacing "&quot;" only shortens the value.
         buffers.scratch = replaceQuotes(std::string(first, length));
         length = buffers.scratch.size();
         copyBytes(first, buffers.scratch.data(), length);
     }
-    buffers.decodedUsed += length;
+    buffers.decodedUsed = static_cast<std::size_t>(first - buffers.decoded.get()) + length;
     value = std::string_view(first, length);
     return p;
 }

@@ -75,12 +75,13 @@ const EntityMap& defaultEntityMap();
 
 // The buffers the direct reading of tags fills, reused from tag to tag.
 struct DirectTagBuffers {
-    // The values of the tag being read whose references were resolved, one after another. Made
-    // at the first such value of a tag large enough for all the tag's values that follow (the
-    // views of earlier values point into it, so it must not move while the tag is read).
+    // The values of the tag being read whose references were resolved, one after another. The
+    // views of earlier values point into it: when a value needs more room, it moves on into a
+    // larger array, and the one it leaves stays in retired until the next tag starts.
     std::unique_ptr<char[]> decoded;
     std::size_t decodedCapacity = 0;
     std::size_t decodedUsed = 0;  // by the tag being read
+    std::vector<std::unique_ptr<char[]>> retired;
     std::string referenceName;
     std::string scratch;  // what a character code or a "&quot;" replacement gives
 };
@@ -186,6 +187,10 @@ private:
     // the position of the closing quote, or null when the value is not of the ordinary form.
     const char* readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
+    // Moves the value being decoded, [first, out) in buffers.decoded, into a larger array with
+    // room for more bytes after it, keeping the array it leaves until the next tag; first and
+    // out then point into the new array.
+    static void growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more);
 
     static constexpr std::size_t maxAttributes = 16;
 
@@ -204,9 +209,6 @@ private:
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
-    // The most bytes a reference's text is longer than the reference itself ("&" + name + ";"):
-    // what decoding can add per reference.
-    std::size_t longestGrowth = 0;
 };
 
 }  // namespace KpXml::detail
