@@ -57,7 +57,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     : entityTable(entities), separatorSet(separators) {
     knownReferences.reserve(entityTable.size());
     for (const auto& [name, text] : entityTable) {
-        knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
+        knownReferences.push_back({name, text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
@@ -84,8 +84,8 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     for (const KnownReference& entry : knownReferences) {
         // Byte by byte: the names are a few bytes long, and most differ in the first.
-        if (entry.name->size() != length) continue;
-        const char* known = entry.name->data();
+        if (entry.name.size() != length) continue;
+        const char* known = entry.name.data();
         std::size_t i = 0;
         while (i != length && known[i] == name[i]) ++i;
         if (i == length) return &entry;
@@ -101,7 +101,7 @@ const char* PlainTagReader::readTextReference(const char* p, const char* end, st
     if (semicolon == end || *semicolon != ';') return nullptr;
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
-    replacement = *known->text;
+    replacement = known->text;
     return semicolon + 1;
 }
 
@@ -153,7 +153,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         ++p;
         if (const KnownReference* known = findKnown(nameStart, nameLength)) {
             if (known->holdsQuote) return nullptr;
-            append(known->text->data(), known->text->size());
+            append(known->text.data(), known->text.size());
             ampersand = ampersand || known->holdsAmpersand;
         } else {
             buffers.referenceName.assign(nameStart, nameLength);

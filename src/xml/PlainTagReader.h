@@ -196,8 +196,8 @@ private:
 
     // An entry of the entity table, with what its text holds.
     struct KnownReference {
-        const std::string* name;
-        const std::string* text;
+        std::string_view name;  // of the table's own strings
+        std::string_view text;
         bool holdsQuote;      // it would end a value early: left to the tokenizer
         bool holdsAmpersand;  // "&quot;" may form with what follows
     };
