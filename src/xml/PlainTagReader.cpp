@@ -188,13 +188,15 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
+    // The bytes in hand end inside the tag when a name or value reaches end: the mark there (see
+    // endOfBytes) is neither a separator nor a byte a name or value holds, nor '=' or '"', so that
+    // the checks each part needs anyway decline the tag there.
     for (;;) {
         // p is after the name or after a value's closing quote.
         const char* const next = skipSeparators(p);
-        if (next == end) return nullptr;
         if (*next == '>' || *next == '/') {
             tag.attributeCount = count;
-            return readTagEnd(next, end, tag);
+            return readTagEnd(next, tag);
         }
         // The name ends at a separator, '/' or '>' ('=', '"', '&' or '<' right after it is left
         // to the tokenizer); an attribute may follow a value's quote at once.
@@ -202,7 +204,7 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
 
         const char* const attributeName = next;
         p = skip(next, endsName);
-        if (p == attributeName || end - p < 2 || p[0] != '=' || p[1] != '"') return nullptr;
+        if (p == attributeName || p[0] != '=' || p[1] != '"') return nullptr;
         const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
         for (std::size_t i = 0; i < count; ++i) {
             if (attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
@@ -211,14 +213,13 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
         // Most values hold no reference: the value is the bytes themselves.
         const char* const value = p + 2;
         p = skip(value, endsValueRun);
-        if (p == end) return nullptr;
         std::string_view readValue(value, static_cast<std::size_t>(p - value));
-        if (*p != '"') {
+        if (*p != '"') {  // at end, the mark declines the value there
             p = readDecodedValue(value, p, end, readValue, buffers);
             if (p == nullptr) return nullptr;
         }
         attributes[count++] = {readName, readValue};
-        if (++p == end) return nullptr;
+        ++p;
     }
 }
 

@@ -122,14 +122,14 @@ public:
     const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
         p = skip(p, endsName);
-        if (p == name || p == end) return nullptr;
+        if (p == name) return nullptr;  // (at end, the mark declines the tag in readAttributes)
         tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
         tag.blank = false;
         tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
         tag.plainName = true;    // '&', '<' and '>' end a name
         if (*p == '>' || *p == '/') {  // most tags without attributes
             tag.attributeCount = 0;
-            return readTagEnd(p, end, tag);
+            return readTagEnd(p, tag);
         }
         return readAttributes(p, end, tag, buffers);
     }
@@ -177,10 +177,10 @@ private:
     const char* readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
     // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
     // after it, or null when a '/' is not followed by '>'.
-    static const char* readTagEnd(const char* p, const char* end, StartTag& tag) {
+    static const char* readTagEnd(const char* p, StartTag& tag) {
         tag.open = *p == '>';
         if (tag.open) return p + 1;
-        return p + 1 != end && p[1] == '>' ? p + 2 : nullptr;
+        return p[1] == '>' ? p + 2 : nullptr;  // (at end, the mark is not '>')
     }
     // Reads into value, decoded into buffers, the value that starts at start (after its opening
     // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
