@@ -134,11 +134,11 @@ public:
         return readAttributes(p, end, tag, buffers);
     }
 
-    // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
-    // name is plain (see isPlainName); the position after it, or null.
+    // Reads the end tag "/" + name + ">" at p (just after its '<', at its '/'), where plain says
+    // whether the name is plain (see isPlainName); the position after it, or null.
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
-        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>') return nullptr;
+        if (!plain || static_cast<std::size_t>(end - p) < length || p[length - 1] != '>') return nullptr;
         return equalBytes(p + 1, name.data(), name.size()) ? p + length : nullptr;
     }
 

@@ -196,7 +196,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
 
 template <typename Events>
 [[gnu::always_inline]] inline const char* XmlScanner<Events>::readTagDirectly(const char* p, const char* end, const char* run, const char* runStop) {
-    if (p == end) return nullptr;
+    // At end, the mark there is read as a start tag without a name, which declines.
     if (*p == '/') {
         if (events.atDocumentLevel()) return nullptr;
         const char* after = direct->readEndTag(p, end, events.endTagName(), events.endTagNameIsPlain());
