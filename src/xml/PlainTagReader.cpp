@@ -65,6 +65,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    for (const char c : {'a', 'g', 'l', 'q'}) byteClasses[static_cast<unsigned char>(c)] |= startsName;
     // A separator that is also markup reads differently in the tokenizer's hands: with one, every
     // start tag is left to the step-by-step reading, as every byte then ends a name (and none is
     // read). Where start tags are read, '<' (endOfBytes) is thus never a separator.
@@ -94,8 +95,9 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
 }
 
 const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
-    // '#' starts a character code, which is left to the step-by-step reading.
-    if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
+    // '#' starts a character code, which is left to the step-by-step reading. (At end, the mark
+    // there starts nothing.)
+    if (!startsReferenceName(*p)) return nullptr;
     // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
     const char* semicolon = skip(p + 1, endsReference);
     if (semicolon == end || *semicolon != ';') return nullptr;
@@ -145,7 +147,8 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
-        if (++p == end || !startsReference(*p)) return nullptr;
+        ++p;  // (at end, the mark there starts nothing)
+        if (*p != '#' && !startsReferenceName(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
         p = skip(p + 1, endsReference);
         if (p == end || *p != ';') return nullptr;

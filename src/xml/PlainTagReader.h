@@ -163,7 +163,11 @@ private:
     static constexpr unsigned char endsName = 2;       // separator / = " & < >
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
+    static constexpr unsigned char startsName = 16;    // a g l q: see startsReference
 
+    // True when c starts the name of a reference that may be in the entity table: a byte of
+    // startsReference other than '#', which starts a character code.
+    bool startsReferenceName(char c) const { return (byteClasses[static_cast<unsigned char>(c)] & startsName) != 0; }
     // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
     const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
     // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
