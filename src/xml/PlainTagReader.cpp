@@ -94,13 +94,13 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
-    // '#' starts a character code, which is left to the step-by-step reading. (At end, the mark
-    // there starts nothing.)
+const char* PlainTagReader::readTextReference(const char* p, std::string_view& replacement) const {
+    // '#' starts a character code, which is left to the step-by-step reading. (At the mark after the
+    // bytes in hand, nothing starts.)
     if (!startsReferenceName(*p)) return nullptr;
     // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
     const char* semicolon = skip(p + 1, endsReference);
-    if (semicolon == end || *semicolon != ';') return nullptr;
+    if (*semicolon != ';') return nullptr;  // (the mark after the bytes in hand is not one)
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
     replacement = known->text;
@@ -127,7 +127,7 @@ void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*&
     out = first + length;
 }
 
-const char* PlainTagReader::readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+const char* PlainTagReader::readDecodedValue(const char* start, const char* p, std::string_view& value,
                                              DirectTagBuffers& buffers) const {
     // Before the tag's first decoded value (or after empty ones), no view of the tag points into
     // the arrays that earlier tags left.
@@ -147,11 +147,11 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
-        ++p;  // (at end, the mark there starts nothing)
+        ++p;  // (the mark after the bytes in hand starts nothing)
         if (*p != '#' && !startsReferenceName(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
         p = skip(p + 1, endsReference);
-        if (p == end || *p != ';') return nullptr;
+        if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
         const auto nameLength = static_cast<std::size_t>(p - nameStart);
         ++p;
         if (const KnownReference* known = findKnown(nameStart, nameLength)) {
@@ -167,8 +167,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
             append(buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
-        p = skip(p, endsValueRun);
-        if (p == end) return nullptr;
+        p = skip(p, endsValueRun);  // the mark after the bytes in hand ends it as no value ends
         append(run, static_cast<std::size_t>(p - run));
     }
     auto length = static_cast<std::size_t>(out - first);
@@ -183,7 +182,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
     return p;
 }
 
-const char* PlainTagReader::readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
     // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
     // "/>". The views go straight into the tag's array, which has room for every attribute read
     // directly.
@@ -191,8 +190,8 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
-    // The bytes in hand end inside the tag when a name or value reaches end: the mark there (see
-    // endOfBytes) is neither a separator nor a byte a name or value holds, nor '=' or '"', so that
+    // The bytes in hand end inside the tag when a name or value reaches the mark after them (see
+    // endOfBytes), which is neither a separator nor a byte a name or value holds, nor '=' or '"':
     // the checks each part needs anyway decline the tag there.
     for (;;) {
         // p is after the name or after a value's closing quote.
@@ -217,8 +216,8 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
         const char* const value = p + 2;
         p = skip(value, endsValueRun);
         std::string_view readValue(value, static_cast<std::size_t>(p - value));
-        if (*p != '"') {  // at end, the mark declines the value there
-            p = readDecodedValue(value, p, end, readValue, buffers);
+        if (*p != '"') {  // readDecodedValue declines the mark after the bytes in hand
+            p = readDecodedValue(value, p, readValue, buffers);
             if (p == nullptr) return nullptr;
         }
         attributes[count++] = {readName, readValue};

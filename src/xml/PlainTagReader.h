@@ -91,7 +91,8 @@ struct DirectTagBuffers {
 // reading (gathering the tag's text, then the tag tokenizer, or the reference's name, then the
 // entity table) gives; otherwise it returns null having used nothing, and the scanner reads the
 // piece step by step. A piece must end before the end of the bytes in hand, and the byte right
-// after them must be endOfBytes. The pieces:
+// after them must be endOfBytes; start tags and references need no other bound, as that byte
+// declines a piece that reaches it. The pieces:
 // - a start tag: a name, then attributes written name="value" with separators before each, and
 //   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
 //   attribute names none of these either; values no '"', '<', '>', and references in them only
@@ -117,12 +118,13 @@ public:
     static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
                                            std::optional<PlainTagReader>& own);
 
-    // Reads the start tag whose text starts at p (just after its '<'). Returns the position after
-    // its '>' with the tag in tag (values that needed decoding in buffers), or null.
-    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+    // Reads the start tag whose text starts at p (just after its '<'; at the latest at the mark
+    // after the bytes in hand). Returns the position after its '>' with the tag in tag (values
+    // that needed decoding in buffers), or null.
+    const char* readStartTag(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
         p = skip(p, endsName);
-        if (p == name) return nullptr;  // (at end, the mark declines the tag in readAttributes)
+        if (p == name) return nullptr;  // (readAttributes declines the mark after the bytes in hand)
         tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
         tag.blank = false;
         tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
@@ -131,7 +133,7 @@ public:
             tag.attributeCount = 0;
             return readTagEnd(p, tag);
         }
-        return readAttributes(p, end, tag, buffers);
+        return readAttributes(p, tag, buffers);
     }
 
     // Reads the end tag "/" + name + ">" at p (just after its '<', at its '/'), where plain says
@@ -149,9 +151,10 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
-    // Reads a reference in text from p (just after its '&'). Returns the position after the ';'
-    // with what the reference stands for in replacement, or null.
-    const char* readTextReference(const char* p, const char* end, std::string_view& replacement) const;
+    // Reads a reference in text from p (just after its '&'; at the latest at the mark after the
+    // bytes in hand). Returns the position after the ';' with what the reference stands for in
+    // replacement, or null.
+    const char* readTextReference(const char* p, std::string_view& replacement) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }
@@ -168,7 +171,7 @@ private:
     // True when c starts the name of a reference that may be in the entity table: a byte of
     // startsReference other than '#', which starts a character code.
     bool startsReferenceName(char c) const { return (byteClasses[static_cast<unsigned char>(c)] & startsName) != 0; }
-    // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
+    // The first byte from p of a class of stopClass, which includes '<' (the mark after the bytes).
     const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
     // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
     // one where start tags are read.
@@ -178,18 +181,18 @@ private:
     }
     // Reads the attributes of a start tag from p, after its name, into tag; the position after
     // the tag's '>', or null.
-    const char* readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    const char* readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const;
     // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
     // after it, or null when a '/' is not followed by '>'.
     static const char* readTagEnd(const char* p, StartTag& tag) {
         tag.open = *p == '>';
         if (tag.open) return p + 1;
-        return p[1] == '>' ? p + 2 : nullptr;  // (at end, the mark is not '>')
+        return p[1] == '>' ? p + 2 : nullptr;  // (the mark after the bytes in hand is not '>')
     }
     // Reads into value, decoded into buffers, the value that starts at start (after its opening
     // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
     // the position of the closing quote, or null when the value is not of the ordinary form.
-    const char* readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+    const char* readDecodedValue(const char* start, const char* p, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
     // Moves the value being decoded, [first, out) in buffers.decoded, into a larger array with
     // room for more bytes after it, keeping the array it leaves until the next tag; first and

@@ -174,7 +174,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             if (byte == '&') {
                 if (direct != nullptr) {
                     std::string_view replacement;
-                    if (const char* after = direct->readTextReference(p, end, replacement)) {
+                    if (const char* after = direct->readTextReference(p, replacement)) {
                         text.append(replacement);
                         p = after;
                         continue;
@@ -213,7 +213,7 @@ template <typename Events>
     }
     const bool instruction = *p == '?';
     const char* after = instruction ? PlainTagReader::readInstruction(p, end)
-                                    : direct->readStartTag(p, end, startTag, directBuffers);
+                                    : direct->readStartTag(p, startTag, directBuffers);
     if (after == nullptr) return nullptr;
     appendRun(text, run, runStop);
     cursor = after;

@@ -136,7 +136,7 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
         // A tag is read only when a byte follows it; after the bytes in hand, the scanner's mark.
         const std::string bytes = c.input + "\n" + KpXml::detail::endOfBytes;
         const char* end = bytes.data() + bytes.size() - 1;
-        EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), end - 1) << c.input;
+        EXPECT_EQ(reader.readStartTag(bytes.data(), tag, buffers), end - 1) << c.input;
         std::vector<std::string> values;
         for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
         EXPECT_EQ(values, c.values) << c.input;
@@ -157,7 +157,7 @@ TEST(ParserTest, SeparatorsThatAreMarkupLeaveStartTagsToTheTokenizer) {
         const KpXml::detail::PlainTagReader reader(c.separators, KpXml::detail::defaultEntityMap());
         KpXml::detail::StartTag tag;
         KpXml::detail::DirectTagBuffers buffers;
-        EXPECT_EQ(reader.readStartTag(bytes.data(), end, tag, buffers), c.read ? end - 1 : nullptr)
+        EXPECT_EQ(reader.readStartTag(bytes.data(), tag, buffers), c.read ? end - 1 : nullptr)
             << "separators " << shown(c.separators);
     }
 }
