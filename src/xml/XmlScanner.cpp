@@ -102,6 +102,7 @@ void XmlScanner<Events>::returnUnused(std::streambuf& in, const char* unused, co
 
 template <typename Events>
 const char* XmlScanner<Events>::consume(const char* p, const char* end) {
+    const PlainTagReader* const reader = direct;  // held in a register rather than read for every tag
     while (p != end) {
         if (inEntity) {
             // The entity's name runs up to the next ';'.
@@ -158,7 +159,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             }
             const char byte = *stop;
             if (byte == '<') {
-                if (direct != nullptr) {
+                if (reader != nullptr) {
                     if (const char* after = readTagDirectly(stop + 1, end, p, stop)) {
                         p = after;
                         continue;
@@ -172,9 +173,9 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             appendRun(text, p, stop);
             p = stop + 1;
             if (byte == '&') {
-                if (direct != nullptr) {
+                if (reader != nullptr) {
                     std::string_view replacement;
-                    if (const char* after = direct->readTextReference(p, replacement)) {
+                    if (const char* after = reader->readTextReference(p, replacement)) {
                         text.append(replacement);
                         p = after;
                         continue;
