@@ -57,8 +57,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     : entityTable(entities), separatorSet(separators) {
     knownReferences.reserve(entityTable.size());
     for (const auto& [name, text] : entityTable) {
-        knownReferences.push_back({&name, &text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
-        longestGrowth = std::max(longestGrowth, text.size() - std::min(text.size(), name.size() + 2));
+        knownReferences.push_back({name, text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
     }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
@@ -66,6 +65,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    for (const char c : {'a', 'g', 'l', 'q'}) byteClasses[static_cast<unsigned char>(c)] |= startsName;
     // A separator that is also markup reads differently in the tokenizer's hands: with one, every
     // start tag is left to the step-by-step reading, as every byte then ends a name (and none is
     // read). Where start tags are read, '<' (endOfBytes) is thus never a separator.
@@ -85,8 +85,8 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
 const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     for (const KnownReference& entry : knownReferences) {
         // Byte by byte: the names are a few bytes long, and most differ in the first.
-        if (entry.name->size() != length) continue;
-        const char* known = entry.name->data();
+        if (entry.name.size() != length) continue;
+        const char* known = entry.name.data();
         std::size_t i = 0;
         while (i != length && known[i] == name[i]) ++i;
         if (i == length) return &entry;
@@ -94,15 +94,16 @@ const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, const char* end, std::string_view& replacement) const {
-    // '#' starts a character code, which is left to the step-by-step reading.
-    if (p == end || *p == '#' || !startsReference(*p)) return nullptr;
+const char* PlainTagReader::readTextReference(const char* p, std::string_view& replacement) const {
+    // '#' starts a character code, which is left to the step-by-step reading. (At the mark after the
+    // bytes in hand, nothing starts.)
+    if (!startsReferenceName(*p)) return nullptr;
     // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
     const char* semicolon = skip(p + 1, endsReference);
-    if (semicolon == end || *semicolon != ';') return nullptr;
+    if (*semicolon != ';') return nullptr;  // (the mark after the bytes in hand is not one)
     const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
     if (known == nullptr) return nullptr;
-    replacement = *known->text;
+    replacement = known->text;
     return semicolon + 1;
 }
 
@@ -112,42 +113,50 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
-const char* PlainTagReader::readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more) {
+    // Seldom made again: most tags are shorter than the least room made.
+    const auto length = static_cast<std::size_t>(out - first);
+    const std::size_t capacity = std::max({length + more, 2 * buffers.decodedCapacity, std::size_t{256}});
+    std::unique_ptr<char[]> larger(new char[capacity]);  // left uninitialised: only what is written is read
+    copyBytes(larger.get(), first, length);
+    if (buffers.decoded != nullptr) buffers.retired.push_back(std::move(buffers.decoded));
+    buffers.decoded = std::move(larger);
+    buffers.decodedCapacity = capacity;
+    buffers.decodedUsed = 0;
+    first = buffers.decoded.get();
+    out = first + length;
+}
+
+const char* PlainTagReader::readDecodedValue(const char* start, const char* p, std::string_view& value,
                                              DirectTagBuffers& buffers) const {
-    if (buffers.decodedUsed == 0) {
-        // The tag's first decoded value: room for all that the rest of the tag can decode to. The
-        // tag ends at the latest at the next '>' (no name or value read directly holds one). Each
-        // reference starts at an '&' and adds at most longestGrowth bytes, a character code gives
-        // one byte, and replacing "&quot;" only shortens a value.
-        const auto* close = static_cast<const char*>(std::memchr(p, '>', static_cast<std::size_t>(end - p)));
-        if (close == nullptr) return nullptr;
-        const auto rest = static_cast<std::size_t>(close - start);
-        // (The default references all shorten: their '&'s need no count.)
-        const std::size_t references = longestGrowth == 0 ? 0 : static_cast<std::size_t>(std::count(p, close, '&'));
-        const std::size_t needed = rest + references * longestGrowth;
-        if (buffers.decodedCapacity < needed) {
-            // Seldom made again: most tags are shorter than the least room made.
-            const std::size_t capacity = std::max<std::size_t>(needed, 256);
-            buffers.decoded.reset(new char[capacity]);  // left uninitialised: only what is written is read
-            buffers.decodedCapacity = capacity;
+    // Before the tag's first decoded value (or after empty ones), no view of the tag points into
+    // the arrays that earlier tags left.
+    if (buffers.decodedUsed == 0 && !buffers.retired.empty()) buffers.retired.clear();
+    char* first = buffers.decoded.get() + buffers.decodedUsed;
+    char* out = first;
+    // Appends the size bytes at source to the value, making room first when it is short.
+    const auto append = [&](const char* source, std::size_t size) {
+        if (static_cast<std::size_t>(buffers.decoded.get() + buffers.decodedCapacity - out) < size) {
+            growDecoded(buffers, first, out, size);
         }
-    }
-    char* const first = buffers.decoded.get() + buffers.decodedUsed;
-    char* out = copyBytes(first, start, static_cast<std::size_t>(p - start));
+        out = copyBytes(out, source, size);
+    };
+    append(start, static_cast<std::size_t>(p - start));
     bool ampersand = false;  // a reference gave an '&', so "&quot;" may have formed
     for (;;) {
         if (*p == '"') break;
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
-        if (++p == end || !startsReference(*p)) return nullptr;
+        ++p;  // (the mark after the bytes in hand starts nothing)
+        if (*p != '#' && !startsReferenceName(*p)) return nullptr;
         const char* nameStart = *p == '#' ? p + 1 : p;
         p = skip(p + 1, endsReference);
-        if (p == end || *p != ';') return nullptr;
+        if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
         const auto nameLength = static_cast<std::size_t>(p - nameStart);
         ++p;
         if (const KnownReference* known = findKnown(nameStart, nameLength)) {
             if (known->holdsQuote) return nullptr;
-            out = copyBytes(out, known->text->data(), known->text->size());
+            append(known->text.data(), known->text.size());
             ampersand = ampersand || known->holdsAmpersand;
         } else {
             buffers.referenceName.assign(nameStart, nameLength);
@@ -155,25 +164,25 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, c
             if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return nullptr;
             if (buffers.scratch.find('"') != std::string::npos) return nullptr;
             ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
-            out = copyBytes(out, buffers.scratch.data(), buffers.scratch.size());
+            append(buffers.scratch.data(), buffers.scratch.size());
         }
         const char* run = p;
-        p = skip(p, endsValueRun);
-        if (p == end) return nullptr;
-        out = copyBytes(out, run, static_cast<std::size_t>(p - run));
+        p = skip(p, endsValueRun);  // the mark after the bytes in hand ends it as no value ends
+        append(run, static_cast<std::size_t>(p - run));
     }
     auto length = static_cast<std::size_t>(out - first);
     if (ampersand) {
+        // Replacing "&quot;" only shortens the value.
         buffers.scratch = replaceQuotes(std::string(first, length));
         length = buffers.scratch.size();
         copyBytes(first, buffers.scratch.data(), length);
     }
-    buffers.decodedUsed += length;
+    buffers.decodedUsed = static_cast<std::size_t>(first - buffers.decoded.get()) + length;
     value = std::string_view(first, length);
     return p;
 }
 
-const char* PlainTagReader::readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
     // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
     // "/>". The views go straight into the tag's array, which has room for every attribute read
     // directly.
@@ -181,13 +190,15 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
+    // The bytes in hand end inside the tag when a name or value reaches the mark after them (see
+    // endOfBytes), which is neither a separator nor a byte a name or value holds, nor '=' or '"':
+    // the checks each part needs anyway decline the tag there.
     for (;;) {
         // p is after the name or after a value's closing quote.
         const char* const next = skipSeparators(p);
-        if (next == end) return nullptr;
         if (*next == '>' || *next == '/') {
             tag.attributeCount = count;
-            return readTagEnd(next, end, tag);
+            return readTagEnd(next, tag);
         }
         // The name ends at a separator, '/' or '>' ('=', '"', '&' or '<' right after it is left
         // to the tokenizer); an attribute may follow a value's quote at once.
@@ -195,7 +206,7 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
 
         const char* const attributeName = next;
         p = skip(next, endsName);
-        if (p == attributeName || end - p < 2 || p[0] != '=' || p[1] != '"') return nullptr;
+        if (p == attributeName || p[0] != '=' || p[1] != '"') return nullptr;
         const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
         for (std::size_t i = 0; i < count; ++i) {
             if (attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
@@ -204,14 +215,13 @@ const char* PlainTagReader::readAttributes(const char* p, const char* end, Start
         // Most values hold no reference: the value is the bytes themselves.
         const char* const value = p + 2;
         p = skip(value, endsValueRun);
-        if (p == end) return nullptr;
         std::string_view readValue(value, static_cast<std::size_t>(p - value));
-        if (*p != '"') {
-            p = readDecodedValue(value, p, end, readValue, buffers);
+        if (*p != '"') {  // readDecodedValue declines the mark after the bytes in hand
+            p = readDecodedValue(value, p, readValue, buffers);
             if (p == nullptr) return nullptr;
         }
         attributes[count++] = {readName, readValue};
-        if (++p == end) return nullptr;
+        ++p;
     }
 }
 

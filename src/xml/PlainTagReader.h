@@ -75,12 +75,13 @@ const EntityMap& defaultEntityMap();
 
 // The buffers the direct reading of tags fills, reused from tag to tag.
 struct DirectTagBuffers {
-    // The values of the tag being read whose references were resolved, one after another. Made
-    // at the first such value of a tag large enough for all the tag's values that follow (the
-    // views of earlier values point into it, so it must not move while the tag is read).
+    // The values of the tag being read whose references were resolved, one after another. The
+    // views of earlier values point into it: when a value needs more room, it moves on into a
+    // larger array, and the one it leaves stays in retired until the next tag starts.
     std::unique_ptr<char[]> decoded;
     std::size_t decodedCapacity = 0;
     std::size_t decodedUsed = 0;  // by the tag being read
+    std::vector<std::unique_ptr<char[]>> retired;
     std::string referenceName;
     std::string scratch;  // what a character code or a "&quot;" replacement gives
 };
@@ -90,7 +91,8 @@ struct DirectTagBuffers {
 // reading (gathering the tag's text, then the tag tokenizer, or the reference's name, then the
 // entity table) gives; otherwise it returns null having used nothing, and the scanner reads the
 // piece step by step. A piece must end before the end of the bytes in hand, and the byte right
-// after them must be endOfBytes. The pieces:
+// after them must be endOfBytes; start tags and references need no other bound, as that byte
+// declines a piece that reaches it. The pieces:
 // - a start tag: a name, then attributes written name="value" with separators before each, and
 //   an optional '/' before the '>'. The name holds no separator, '/', '=', '"', '&', '<';
 //   attribute names none of these either; values no '"', '<', '>', and references in them only
@@ -116,28 +118,29 @@ public:
     static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
                                            std::optional<PlainTagReader>& own);
 
-    // Reads the start tag whose text starts at p (just after its '<'). Returns the position after
-    // its '>' with the tag in tag (values that needed decoding in buffers), or null.
-    const char* readStartTag(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const {
+    // Reads the start tag whose text starts at p (just after its '<'; at the latest at the mark
+    // after the bytes in hand). Returns the position after its '>' with the tag in tag (values
+    // that needed decoding in buffers), or null.
+    const char* readStartTag(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
         p = skip(p, endsName);
-        if (p == name || p == end) return nullptr;
+        if (p == name) return nullptr;  // (readAttributes declines the mark after the bytes in hand)
         tag.name = std::string_view(name, static_cast<std::size_t>(p - name));
         tag.blank = false;
         tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
         tag.plainName = true;    // '&', '<' and '>' end a name
         if (*p == '>' || *p == '/') {  // most tags without attributes
             tag.attributeCount = 0;
-            return readTagEnd(p, end, tag);
+            return readTagEnd(p, tag);
         }
-        return readAttributes(p, end, tag, buffers);
+        return readAttributes(p, tag, buffers);
     }
 
-    // Reads the end tag "/" + name + ">" at p (just after its '<'), where plain says whether the
-    // name is plain (see isPlainName); the position after it, or null.
+    // Reads the end tag "/" + name + ">" at p (just after its '<', at its '/'), where plain says
+    // whether the name is plain (see isPlainName); the position after it, or null.
     static const char* readEndTag(const char* p, const char* end, std::string_view name, bool plain) {
         const std::size_t length = name.size() + 2;  // "/" + the name + ">"
-        if (!plain || static_cast<std::size_t>(end - p) < length || p[0] != '/' || p[length - 1] != '>') return nullptr;
+        if (!plain || static_cast<std::size_t>(end - p) < length || p[length - 1] != '>') return nullptr;
         return equalBytes(p + 1, name.data(), name.size()) ? p + length : nullptr;
     }
 
@@ -148,9 +151,10 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
-    // Reads a reference in text from p (just after its '&'). Returns the position after the ';'
-    // with what the reference stands for in replacement, or null.
-    const char* readTextReference(const char* p, const char* end, std::string_view& replacement) const;
+    // Reads a reference in text from p (just after its '&'; at the latest at the mark after the
+    // bytes in hand). Returns the position after the ';' with what the reference stands for in
+    // replacement, or null.
+    const char* readTextReference(const char* p, std::string_view& replacement) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }
@@ -162,8 +166,12 @@ private:
     static constexpr unsigned char endsName = 2;       // separator / = " & < >
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
+    static constexpr unsigned char startsName = 16;    // a g l q: see startsReference
 
-    // The first byte from p of a class of stopClass, which includes '<' (the byte at end).
+    // True when c starts the name of a reference that may be in the entity table: a byte of
+    // startsReference other than '#', which starts a character code.
+    bool startsReferenceName(char c) const { return (byteClasses[static_cast<unsigned char>(c)] & startsName) != 0; }
+    // The first byte from p of a class of stopClass, which includes '<' (the mark after the bytes).
     const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
     // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
     // one where start tags are read.
@@ -173,26 +181,30 @@ private:
     }
     // Reads the attributes of a start tag from p, after its name, into tag; the position after
     // the tag's '>', or null.
-    const char* readAttributes(const char* p, const char* end, StartTag& tag, DirectTagBuffers& buffers) const;
+    const char* readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const;
     // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
     // after it, or null when a '/' is not followed by '>'.
-    static const char* readTagEnd(const char* p, const char* end, StartTag& tag) {
+    static const char* readTagEnd(const char* p, StartTag& tag) {
         tag.open = *p == '>';
         if (tag.open) return p + 1;
-        return p + 1 != end && p[1] == '>' ? p + 2 : nullptr;
+        return p[1] == '>' ? p + 2 : nullptr;  // (the mark after the bytes in hand is not '>')
     }
     // Reads into value, decoded into buffers, the value that starts at start (after its opening
     // quote) and holds a reference or a '<' or '>' at p, the first byte of class endsValueRun;
     // the position of the closing quote, or null when the value is not of the ordinary form.
-    const char* readDecodedValue(const char* start, const char* p, const char* end, std::string_view& value,
+    const char* readDecodedValue(const char* start, const char* p, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
+    // Moves the value being decoded, [first, out) in buffers.decoded, into a larger array with
+    // room for more bytes after it, keeping the array it leaves until the next tag; first and
+    // out then point into the new array.
+    static void growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more);
 
     static constexpr std::size_t maxAttributes = 16;
 
     // An entry of the entity table, with what its text holds.
     struct KnownReference {
-        const std::string* name;
-        const std::string* text;
+        std::string_view name;  // of the table's own strings
+        std::string_view text;
         bool holdsQuote;      // it would end a value early: left to the tokenizer
         bool holdsAmpersand;  // "&quot;" may form with what follows
     };
@@ -204,9 +216,6 @@ private:
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
-    // The most bytes a reference's text is longer than the reference itself ("&" + name + ";"):
-    // what decoding can add per reference.
-    std::size_t longestGrowth = 0;
 };
 
 }  // namespace KpXml::detail

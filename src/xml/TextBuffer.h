@@ -12,6 +12,17 @@
 
 namespace KpXml::detail {
 
+// Moves the first used bytes of bytes (which has room for capacity) into a new array with room
+// for at least wanted bytes and at least twice the room there was, and records that room in
+// capacity. The new bytes beyond the used ones are left uninitialised: only what is written is read.
+inline void growBytes(std::unique_ptr<char[]>& bytes, std::size_t used, std::size_t& capacity, std::size_t wanted) {
+    const std::size_t room = std::max(wanted, 2 * capacity);
+    std::unique_ptr<char[]> larger(new char[room]);
+    if (used != 0) std::memcpy(larger.get(), bytes.get(), used);
+    bytes = std::move(larger);
+    capacity = room;
+}
+
 // The text an element gathers while it is read, appended run by run. Its bytes are kept in one
 // array that grows by doubling and keeps its room from element to element, so that appending a
 // short run is a copy without a call.
@@ -43,13 +54,7 @@ public:
 
 private:
     // Makes room for more bytes after the text, at least twice the room there was.
-    void grow(std::size_t more) {
-        const std::size_t room = std::max({used + more, 2 * capacity, std::size_t{64}});
-        std::unique_ptr<char[]> larger(new char[room]);  // left uninitialised: only what is written is read
-        if (used != 0) std::memcpy(larger.get(), bytes.get(), used);
-        bytes = std::move(larger);
-        capacity = room;
-    }
+    void grow(std::size_t more) { growBytes(bytes, used, capacity, std::max(used + more, std::size_t{64})); }
 
     std::unique_ptr<char[]> bytes;
     std::size_t used = 0;

@@ -102,6 +102,7 @@ void XmlScanner<Events>::returnUnused(std::streambuf& in, const char* unused, co
 
 template <typename Events>
 const char* XmlScanner<Events>::consume(const char* p, const char* end) {
+    const PlainTagReader* const reader = direct;  // held in a register rather than read for every tag
     while (p != end) {
         if (inEntity) {
             // The entity's name runs up to the next ';'.
@@ -158,7 +159,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             }
             const char byte = *stop;
             if (byte == '<') {
-                if (direct != nullptr) {
+                if (reader != nullptr) {
                     if (const char* after = readTagDirectly(stop + 1, end, p, stop)) {
                         p = after;
                         continue;
@@ -172,9 +173,9 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             appendRun(text, p, stop);
             p = stop + 1;
             if (byte == '&') {
-                if (direct != nullptr) {
+                if (reader != nullptr) {
                     std::string_view replacement;
-                    if (const char* after = direct->readTextReference(p, end, replacement)) {
+                    if (const char* after = reader->readTextReference(p, replacement)) {
                         text.append(replacement);
                         p = after;
                         continue;
@@ -196,7 +197,7 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
 
 template <typename Events>
 [[gnu::always_inline]] inline const char* XmlScanner<Events>::readTagDirectly(const char* p, const char* end, const char* run, const char* runStop) {
-    if (p == end) return nullptr;
+    // At end, the mark there is read as a start tag without a name, which declines.
     if (*p == '/') {
         if (events.atDocumentLevel()) return nullptr;
         const char* after = direct->readEndTag(p, end, events.endTagName(), events.endTagNameIsPlain());
@@ -213,7 +214,7 @@ template <typename Events>
     }
     const bool instruction = *p == '?';
     const char* after = instruction ? PlainTagReader::readInstruction(p, end)
-                                    : direct->readStartTag(p, end, startTag, directBuffers);
+                                    : direct->readStartTag(p, startTag, directBuffers);
     if (after == nullptr) return nullptr;
     appendRun(text, run, runStop);
     cursor = after;

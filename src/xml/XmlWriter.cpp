@@ -20,11 +20,13 @@
 
 #include "xml/Escaper.h"
 #include "xml/ShortCopy.h"
+#include "xml/TextBuffer.h"
 
 namespace {
 
 using KpXml::detail::copyBlock16;
 using KpXml::detail::copyBytes;
+using KpXml::detail::growBytes;
 
 // The number of parent-pointer hops from node up to the top of its document. A cycle of parent
 // pointers is noticed (a pointer advancing at half speed is met again) and ends the count there.
@@ -62,13 +64,9 @@ public:
     void clear() { used = finished = 0; }
 
 private:
-    void grow(std::size_t n) {
-        const std::size_t wanted = std::max(used + n, 2 * capacity);
-        std::unique_ptr<char[]> larger(new char[wanted]);
-        if (used != 0) std::memcpy(larger.get(), storage.get(), used);
-        storage = std::move(larger);
-        capacity = wanted;
-    }
+    // Makes room for n more bytes, at least twice the room there was. Out of line: it runs seldom,
+    // and the writer's loop, into which room() is compiled, keeps its registers for the rest.
+    [[gnu::noinline]] void grow(std::size_t n) { growBytes(storage, used, capacity, used + n); }
 
     std::unique_ptr<char[]> storage;
     std::size_t used = 0;
