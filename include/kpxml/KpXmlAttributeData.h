@@ -55,8 +55,11 @@ public:
     bool checkValue(double value, double tolerance) const;
 
 private:
-    // For the library's parser: name and value copied straight from the bytes read.
-    KpXmlAttributeData(const char* name, std::size_t nameSize, const char* data, std::size_t dataSize, bool entity);
+    // For the library's parser: name and value copied straight from the bytes read. Inline, so that
+    // the parser makes each attribute without a call.
+    KpXmlAttributeData(const char* initialName, std::size_t nameSize, const char* initialData, std::size_t dataSize,
+                       bool entity)
+        : name(initialName, nameSize), data(initialData, dataSize), entityFlag(entity) {}
 
     std::string name;
     std::string data;

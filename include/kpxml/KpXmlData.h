@@ -176,8 +176,11 @@ public:
     static const std::string& toString(const std::string& value);
 
 private:
-    // For the library's parser: the name copied straight from the bytes read, the parent set.
-    KpXmlData(KpXmlData* parent, const char* name, std::size_t nameSize);
+    // For the library's parser: the name copied straight from the bytes read, the parent set. Inline,
+    // so that the parser makes each node without a call.
+    KpXmlData(KpXmlData* initialParent, const char* initialName, std::size_t nameSize)
+        : name(initialName, nameSize), parent(initialParent), entityFlag(true), expand(false), childListChanges(0),
+          pointer(nullptr) {}
 
     std::string name;
     std::string data;

@@ -7,10 +7,6 @@
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
     : name(initialName), data(initialData), entityFlag(true) {}
 
-KpXmlAttributeData::KpXmlAttributeData(const char* initialName, std::size_t nameSize, const char* initialData,
-                                       std::size_t dataSize, bool entity)
-    : name(initialName, nameSize), data(initialData, dataSize), entityFlag(entity) {}
-
 KpXmlAttributeData::~KpXmlAttributeData() = default;
 
 int KpXmlAttributeData::getInteger() const {

@@ -123,9 +123,6 @@ KpXmlData::KpXmlData(const std::string& initialName) : KpXmlData(initialName, nu
 KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
     : name(initialName), parent(initialParent), entityFlag(true), expand(false), childListChanges(0), pointer(nullptr) {}
 
-KpXmlData::KpXmlData(KpXmlData* initialParent, const char* initialName, std::size_t nameSize)
-    : name(initialName, nameSize), parent(initialParent), entityFlag(true), expand(false), childListChanges(0), pointer(nullptr) {}
-
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
     deleteContents(attributes, children, childListChanges);
