@@ -65,7 +65,10 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
-    for (const char c : {'a', 'g', 'l', 'q'}) byteClasses[static_cast<unsigned char>(c)] |= startsName;
+    for (unsigned byte = 0; byte < byteClasses.size(); ++byte) {
+        const char c = static_cast<char>(byte);
+        if (c != '#' && startsReference(c)) byteClasses[byte] |= startsName;
+    }
     // A separator that is also markup reads differently in the tokenizer's hands: with one, every
     // start tag is left to the step-by-step reading, as every byte then ends a name (and none is
     // read). Where start tags are read, '<' (endOfBytes) is thus never a separator.

@@ -166,7 +166,7 @@ private:
     static constexpr unsigned char endsName = 2;       // separator / = " & < >
     static constexpr unsigned char endsValueRun = 4;   // " & < >
     static constexpr unsigned char endsReference = 8;  // ; " & < >
-    static constexpr unsigned char startsName = 16;    // a g l q: see startsReference
+    static constexpr unsigned char startsName = 16;    // the bytes of startsReference but '#'
 
     // True when c starts the name of a reference that may be in the entity table: a byte of
     // startsReference other than '#', which starts a character code.
