@@ -173,12 +173,20 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
     SharedStore& store = sharedStore(pool);
     const std::lock_guard<std::mutex> lock(store.mutex);
     while (list != nullptr) {
-        FreeSlot* const slot = list;
-        list = nextOf(slot, pool.slotSize);
-        Block* const block = blockOf(slot);
-        --store.handedOut;
-        // Slots come back mostly in runs of one block, whose header stays in the cache.
-        if (--block->handedOut == 0) {
+        // Slots come back mostly in long runs of one block (a tree is released in the order it was
+        // made): each run goes back at once, already linked, and its block's counts change once.
+        FreeSlot* const first = list;
+        Block* const block = blockOf(first);
+        FreeSlot* last = first;
+        std::size_t count = 1;
+        for (list = nextOf(first, pool.slotSize); list != nullptr && blockOf(list) == block;
+             list = nextOf(list, pool.slotSize)) {
+            last = list;
+            ++count;
+        }
+        store.handedOut -= count;
+        block->handedOut -= count;
+        if (block->handedOut == 0) {
             if (block->freeSlots != nullptr) unlinkBlock(store, block);
             if (keeper != nullptr && (deferrals != 0 || keptOnThread() < keptBytesMax)) {
                 block->freeSlots = nullptr;
@@ -196,8 +204,8 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
             if (block->next != nullptr) block->next->previous = block;
             store.withFreeSlots = block;
         }
-        link(slot, block->freeSlots, pool.slotSize);
-        block->freeSlots = slot;
+        link(last, block->freeSlots, pool.slotSize);
+        block->freeSlots = first;
     }
 }
 
