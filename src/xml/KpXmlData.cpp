@@ -8,6 +8,7 @@
 
 #include "xml/NodeLifetime.h"
 #include "xml/ObjectPool.h"
+#include "xml/PoolSlots.h"
 #include "xml/TextConvert.h"
 
 namespace {
@@ -126,6 +127,15 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
     deleteContents(attributes, children, childListChanges);
+}
+
+// Defined beside the destructor, so that deleting a node releases its slot without a call.
+void* KpXmlData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlData>(size);
+}
+
+void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlData>(object, size);
 }
 
 void KpXmlData::setName(const std::string& newName) {
