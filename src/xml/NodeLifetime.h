@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "kpxml/KpXmlData.h"
+#include "xml/PoolSlots.h"
 
 namespace KpXml::detail {
 
@@ -25,12 +27,26 @@ public:
     static std::uint32_t childListChanges(const KpXmlData& node) { return node.childListChanges; }
     // A new element named name (copied once, straight from the view) whose parent pointer is set.
     static std::unique_ptr<KpXmlData> newElement(std::string_view name, KpXmlData* parent) {
-        return std::unique_ptr<KpXmlData>(new KpXmlData(parent, name.data(), name.size()));
+        return std::unique_ptr<KpXmlData>(newInSlot<KpXmlData>(parent, name.data(), name.size()));
     }
     // A new attribute whose name and value are copied once, straight from the views.
     static std::unique_ptr<KpXmlAttributeData> newAttribute(std::string_view name, std::string_view value, bool entity) {
-        return std::unique_ptr<KpXmlAttributeData>(new KpXmlAttributeData(name.data(), name.size(), value.data(), value.size(), entity));
+        return std::unique_ptr<KpXmlAttributeData>(
+            newInSlot<KpXmlAttributeData>(name.data(), name.size(), value.data(), value.size(), entity));
     }
+    // As new T(arguments...), where T's operator new is allocateSlot<T>: the pool's fast path is
+    // compiled into the caller. Throws what allocation or the constructor throws.
+    template <typename T, typename... Arguments>
+    static T* newInSlot(Arguments... arguments) {
+        void* const memory = allocateSlot<T>(sizeof(T));
+        try {
+            return ::new (memory) T(arguments...);
+        } catch (...) {
+            releaseSlot<T>(memory, sizeof(T));
+            throw;
+        }
+    }
+
     // Stores text as node's text, as setData(std::string(text)) does, copying its bytes once.
     static void setText(KpXmlData& node, std::string_view text);
 };
