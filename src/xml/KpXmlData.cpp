@@ -99,12 +99,16 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     if (pendingDeletions != nullptr) {
         // Within the deletion of a subtree nothing is counted: the node goes too, and is reported
         // to the hook.
-        PendingDeletions& pending = *pendingDeletions;
+        // (The list's head is kept in a local while the children are linked: stores into the nodes
+        // could otherwise change it, as far as the compiler knows, and it would be read again.)
+        KpXmlData* first = pendingDeletions->first;
         for (auto child = children.rbegin(); child != children.rend(); ++child) {
-            if (*child == nullptr) continue;
-            (*child)->setParent(pending.first);
-            pending.first = *child;
+            KpXmlData* const node = *child;
+            if (node == nullptr) continue;
+            node->setParent(first);
+            first = node;
         }
+        pendingDeletions->first = first;
         children.clear();
         return;
     }
