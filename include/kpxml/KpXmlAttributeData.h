@@ -55,11 +55,12 @@ public:
     bool checkValue(double value, double tolerance) const;
 
 private:
-    // For the library's parser: name and value copied straight from the bytes read. Inline, so that
-    // the parser makes each attribute without a call.
-    KpXmlAttributeData(const char* initialName, std::size_t nameSize, const char* initialData, std::size_t dataSize,
-                       bool entity)
-        : name(initialName, nameSize), data(initialData, dataSize), entityFlag(entity) {}
+    // For the library's parser: name and value made by makeString straight from the bytes read, each
+    // copied once. Inline, so that the parser makes each attribute without a call.
+    template <typename MakeString>
+    KpXmlAttributeData(MakeString makeString, const char* initialName, std::size_t nameSize, const char* initialData,
+                       std::size_t dataSize, bool entity)
+        : name(makeString(initialName, nameSize)), data(makeString(initialData, dataSize)), entityFlag(entity) {}
 
     std::string name;
     std::string data;

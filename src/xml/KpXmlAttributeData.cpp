@@ -2,12 +2,22 @@
 
 #include <cmath>
 
+#include "xml/PoolSlots.h"
 #include "xml/TextConvert.h"
 
 KpXmlAttributeData::KpXmlAttributeData(const std::string& initialName, const std::string& initialData)
     : name(initialName), data(initialData), entityFlag(true) {}
 
 KpXmlAttributeData::~KpXmlAttributeData() = default;
+
+// Defined beside the destructor, so that deleting an attribute releases its slot without a call.
+void* KpXmlAttributeData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
+}
+
+void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
+}
 
 int KpXmlAttributeData::getInteger() const {
     return KpXml::detail::atoi(data);

@@ -8,6 +8,7 @@
 
 #include "xml/NodeLifetime.h"
 #include "xml/ObjectPool.h"
+#include "xml/PoolSlots.h"
 #include "xml/TextConvert.h"
 
 namespace {
@@ -98,12 +99,16 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     if (pendingDeletions != nullptr) {
         // Within the deletion of a subtree nothing is counted: the node goes too, and is reported
         // to the hook.
-        PendingDeletions& pending = *pendingDeletions;
+        // (The list's head is kept in a local while the children are linked: stores into the nodes
+        // could otherwise change it, as far as the compiler knows, and it would be read again.)
+        KpXmlData* first = pendingDeletions->first;
         for (auto child = children.rbegin(); child != children.rend(); ++child) {
-            if (*child == nullptr) continue;
-            (*child)->setParent(pending.first);
-            pending.first = *child;
+            KpXmlData* const node = *child;
+            if (node == nullptr) continue;
+            node->setParent(first);
+            first = node;
         }
+        pendingDeletions->first = first;
         children.clear();
         return;
     }
@@ -126,6 +131,15 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
     deleteContents(attributes, children, childListChanges);
+}
+
+// Defined beside the destructor, so that deleting a node releases its slot without a call.
+void* KpXmlData::operator new(std::size_t size) {
+    return KpXml::detail::allocateSlot<KpXmlData>(size);
+}
+
+void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
+    KpXml::detail::releaseSlot<KpXmlData>(object, size);
 }
 
 void KpXmlData::setName(const std::string& newName) {

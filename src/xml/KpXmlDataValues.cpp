@@ -46,6 +46,12 @@ std::string_view withoutEdgeSpaces(std::string_view value) {
     return value.substr(first, value.find_last_not_of(' ') + 1 - first);
 }
 
+// Stores a copy of a text longer than a string object holds in data, in a heap buffer of its own
+// size. Kept out of line, so that storing a short text has nothing to save and restore.
+[[gnu::noinline]] void storeLongCopy(std::string& data, std::string_view text) {
+    data = std::string(text);
+}
+
 // Stores a copy of text in data, copying its bytes once: a short text into the string object, a
 // long one into a heap buffer of its own size.
 void storeCopy(std::string& data, std::string_view text) {
@@ -53,7 +59,7 @@ void storeCopy(std::string& data, std::string_view text) {
         data.clear();
         data.append(text.data(), text.size());
     } else {
-        data = std::string(text);
+        storeLongCopy(data, text);
     }
 }
 

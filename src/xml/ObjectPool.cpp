@@ -4,103 +4,40 @@
 #include <cstdint>
 #include <mutex>
 #include <new>
-#include <type_traits>
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
 #include "platform/ThreadExit.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/asan_interface.h>
-#endif
+#include "xml/PoolSlots.h"
 
 namespace KpXml::detail {
-namespace {
-
-struct FreeSlot {
-    FreeSlot* next;
-};
-
-// Free slots are poisoned under AddressSanitizer, so a use after release is reported as it would
-// be for the global heap.
-void poison(void* slot, std::size_t size) noexcept {
-#if defined(__SANITIZE_ADDRESS__)
-    __asan_poison_memory_region(slot, size);
-#else
-    (void)slot;
-    (void)size;
-#endif
-}
-
-void unpoison(void* slot, std::size_t size) noexcept {
-#if defined(__SANITIZE_ADDRESS__)
-    __asan_unpoison_memory_region(slot, size);
-#else
-    (void)slot;
-    (void)size;
-#endif
-}
-
-FreeSlot* nextOf(FreeSlot* slot, std::size_t size) noexcept {
-    unpoison(slot, sizeof(FreeSlot));
-    FreeSlot* next = slot->next;
-    poison(slot, size);
-    return next;
-}
-
-void link(FreeSlot* slot, FreeSlot* next, std::size_t size) noexcept {
-    unpoison(slot, sizeof(FreeSlot));
-    slot->next = next;
-    poison(slot, size);
-}
 
 // The head of every block, aligned to blockBytes: what the shared store knows of the block. Read
 // and written only with the store's mutex held.
-struct Block {
-    FreeSlot* freeSlots;     // the block's slots that the store holds
-    std::size_t handedOut;   // slots out of the block: in use, or in some thread's free list
-    Block* previous;         // neighbours in the store's list of blocks with free slots
-    Block* next;
+struct PoolBlock {
+    FreeSlot* freeSlots;    // the block's slots that the store holds
+    std::size_t handedOut;  // slots out of the block: in use, or in some thread's free list
+    PoolBlock* previous;    // neighbours in the store's list of blocks with free slots
+    PoolBlock* next;
 };
+
+namespace {
 
 // The slots start one cache line into the block.
 constexpr std::size_t headerBytes = 64;
-static_assert(sizeof(Block) <= headerBytes && headerBytes % alignof(std::max_align_t) == 0);
+static_assert(sizeof(PoolBlock) <= headerBytes && headerBytes % alignof(std::max_align_t) == 0);
 static_assert((blockBytes & (blockBytes - 1)) == 0, "a slot's block is its address with the low bits cleared");
 
-Block* blockOf(const FreeSlot* slot) noexcept {
-    return reinterpret_cast<Block*>(reinterpret_cast<std::uintptr_t>(slot) & ~std::uintptr_t{blockBytes - 1});
+PoolBlock* blockOf(const FreeSlot* slot) noexcept {
+    return reinterpret_cast<PoolBlock*>(reinterpret_cast<std::uintptr_t>(slot) & ~std::uintptr_t{blockBytes - 1});
 }
 
 // What all threads share: the blocks with free slots, in a list, and counts for the statistics.
 struct SharedStore {
     std::mutex mutex;
-    Block* withFreeSlots = nullptr;
+    PoolBlock* withFreeSlots = nullptr;
     std::size_t blocks = 0;     // blocks the pool holds, counting those threads keep empty
     std::size_t handedOut = 0;  // the sum of their handedOut
-};
-
-// A thread's own free slots of one pool: the list it takes from and gives to, and at most one more
-// full list in reserve, so that a thread that allocates and releases around the list's limit does
-// not go to the store every time. A list holds at most a block's worth of slots (slotsPerBlock).
-// The blocks that empty on the thread are kept for its next slots, up to keptBytesMax, and go
-// back to the heap when it ends: a program that builds a tree again after destroying one neither
-// frees nor allocates them again, and glibc does not merge the destroyed tree's small blocks (its
-// lists and texts) when the blocks are freed, so that the new tree gets those back at the cost of
-// a short free list's.
-struct ThreadCache {
-    FreeSlot* head;
-    // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
-    std::size_t room;
-    // The slots of a block that no slot of was in use when the thread took it, from fresh to
-    // freshEnd: handed out in address order once the list is empty, without linking them first
-    // (which would touch the whole block before its first object) and without reading a link
-    // from each. Both null when there are none, and in noCaches.
-    unsigned char* fresh;
-    unsigned char* freshEnd;
-    FreeSlot* spare;      // a list of slotsPerBlock slots, or null
-    Block* kept;          // emptied blocks, last emptied first, linked through next
-    std::size_t keptBytes;
 };
 
 template <typename T>
@@ -108,9 +45,8 @@ constexpr std::size_t slotsPerBlockOf() {
     return (blockBytes - headerBytes) / sizeof(T);
 }
 
-// The pools; index 0 holds nodes, 1 attributes. A slot is the object's own size: sizeof is a
-// multiple of the alignment, so consecutive slots are aligned.
-constexpr std::size_t poolCount = 2;
+// The pools, in the order of poolIndex. A slot is the object's own size: sizeof is a multiple of
+// the alignment, so consecutive slots are aligned.
 ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
                                ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
 // This thread's caches, made on its first use of a pool and deleted when it ends, which hands
@@ -122,14 +58,6 @@ struct OwnCaches {
     platform::ThreadExitCall atExit{};
 };
 
-// Where each thread's caches pointer starts and ends: no slots and no room, so that both fast
-// paths turn to the slow ones, which never write here.
-ThreadCache noCaches[poolCount] = {};
-// Initial-exec: the pointer sits at a fixed offset from the thread pointer, so reaching the caches
-// takes two loads instead of a call to look the library's thread storage up on every allocation
-// and release. It is small enough for the room the loader keeps for this even when the library is
-// loaded at run time.
-[[gnu::tls_model("initial-exec")]] thread_local ThreadCache* threadCaches = noCaches;
 // Whether the thread has handed its lists back at its end.
 [[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
 // The number of BlockReleaseDeferral objects alive on this thread.
@@ -148,7 +76,7 @@ SharedStore& sharedStore(const ObjectPool& pool) {
     return stores[&pool - pools];
 }
 
-void unlinkBlock(SharedStore& store, Block* block) noexcept {
+void unlinkBlock(SharedStore& store, PoolBlock* block) noexcept {
     if (block->previous != nullptr) {
         block->previous->next = block->next;
     } else {
@@ -159,7 +87,7 @@ void unlinkBlock(SharedStore& store, Block* block) noexcept {
     block->next = nullptr;
 }
 
-void releaseBlock(SharedStore& store, Block* block) noexcept {
+void releaseBlock(SharedStore& store, PoolBlock* block) noexcept {
     --store.blocks;
     unpoison(block, blockBytes);
     ::operator delete(block, std::align_val_t{blockBytes});
@@ -173,12 +101,20 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
     SharedStore& store = sharedStore(pool);
     const std::lock_guard<std::mutex> lock(store.mutex);
     while (list != nullptr) {
-        FreeSlot* const slot = list;
-        list = nextOf(slot, pool.slotSize);
-        Block* const block = blockOf(slot);
-        --store.handedOut;
-        // Slots come back mostly in runs of one block, whose header stays in the cache.
-        if (--block->handedOut == 0) {
+        // Slots come back mostly in long runs of one block (a tree is released in the order it was
+        // made): each run goes back at once, already linked, and its block's counts change once.
+        FreeSlot* const first = list;
+        PoolBlock* const block = blockOf(first);
+        FreeSlot* last = first;
+        std::size_t count = 1;
+        for (list = nextOf(first, pool.slotSize); list != nullptr && blockOf(list) == block;
+             list = nextOf(list, pool.slotSize)) {
+            last = list;
+            ++count;
+        }
+        store.handedOut -= count;
+        block->handedOut -= count;
+        if (block->handedOut == 0) {
             if (block->freeSlots != nullptr) unlinkBlock(store, block);
             if (keeper != nullptr && (deferrals != 0 || keptOnThread() < keptBytesMax)) {
                 block->freeSlots = nullptr;
@@ -196,8 +132,8 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
             if (block->next != nullptr) block->next->previous = block;
             store.withFreeSlots = block;
         }
-        link(slot, block->freeSlots, pool.slotSize);
-        block->freeSlots = slot;
+        link(last, block->freeSlots, pool.slotSize);
+        block->freeSlots = first;
     }
 }
 
@@ -206,7 +142,7 @@ void releaseKept(const ObjectPool& pool, ThreadCache& cache) noexcept {
     if (cache.kept == nullptr) return;
     SharedStore& store = sharedStore(pool);
     const std::lock_guard<std::mutex> lock(store.mutex);
-    while (Block* const block = cache.kept) {
+    while (PoolBlock* const block = cache.kept) {
         cache.kept = block->next;
         releaseBlock(store, block);
     }
@@ -236,7 +172,7 @@ TakenSlots takeSlots(const ObjectPool& pool, ThreadCache* own) {
     SharedStore& store = sharedStore(pool);
     {
         const std::lock_guard<std::mutex> lock(store.mutex);
-        if (Block* block = own != nullptr ? own->kept : nullptr) {
+        if (PoolBlock* block = own != nullptr ? own->kept : nullptr) {
             own->kept = block->next;
             own->keptBytes -= blockBytes;
             block->next = nullptr;
@@ -244,7 +180,7 @@ TakenSlots takeSlots(const ObjectPool& pool, ThreadCache* own) {
             store.handedOut += pool.slotsPerBlock;
             return {nullptr, 0, reinterpret_cast<unsigned char*>(block)};
         }
-        if (Block* block = store.withFreeSlots) {
+        if (PoolBlock* block = store.withFreeSlots) {
             unlinkBlock(store, block);
             const std::size_t count = pool.slotsPerBlock - block->handedOut;
             store.handedOut += count;
@@ -255,7 +191,7 @@ TakenSlots takeSlots(const ObjectPool& pool, ThreadCache* own) {
         }
     }
     auto* const memory = static_cast<unsigned char*>(::operator new(blockBytes, std::align_val_t{blockBytes}));
-    new (memory) Block{nullptr, pool.slotsPerBlock, nullptr, nullptr};
+    new (memory) PoolBlock{nullptr, pool.slotsPerBlock, nullptr, nullptr};
     poison(firstSlot(memory), pool.slotsPerBlock * pool.slotSize);
     const std::lock_guard<std::mutex> lock(store.mutex);
     ++store.blocks;
@@ -307,10 +243,11 @@ ThreadCache* ownCaches() noexcept {
     return threadCaches;
 }
 
+}  // namespace
+
 // The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it
 // has no fresh slots: the list is refilled from the spare list, or the store's slots taken.
-// Kept out of line, so that the common case is a few instructions with nothing to save and restore.
-[[gnu::noinline]] void* refillAndAllocate(std::size_t index) {
+void* refillAndAllocate(std::size_t index) {
     const ObjectPool& pool = pools[index];
     ThreadCache* const caches = ownCaches();
     std::size_t count = pool.slotsPerBlock;
@@ -354,9 +291,8 @@ ThreadCache* ownCaches() noexcept {
 
 // Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
 // the pool, or when the list is full (it becomes the spare, or goes back to the store when there
-// is one already), or after the thread's end (the slot goes straight back). Out of line for the same
-// reason as refillAndAllocate.
-[[gnu::noinline]] void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
+// is one already), or after the thread's end (the slot goes straight back).
+void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
     const ObjectPool& pool = pools[index];
     link(slot, nullptr, pool.slotSize);
     ThreadCache* const caches = ownCaches();
@@ -375,58 +311,6 @@ ThreadCache* ownCaches() noexcept {
     cache.head = slot;
     cache.room = pool.slotsPerBlock - 1;
 }
-
-// Where T's slots come from: its pool and this thread's cache of it.
-template <typename T>
-constexpr std::size_t poolIndex() {
-    static_assert(std::is_same_v<T, KpXmlData> || std::is_same_v<T, KpXmlAttributeData>);
-    return std::is_same_v<T, KpXmlData> ? 0 : 1;
-}
-
-// Memory for an object of size bytes of class T (KpXmlData or KpXmlAttributeData, or a class
-// derived from one): a slot of T's pool, or the global heap when the object is larger than a slot.
-// Throws std::bad_alloc when there is no memory.
-template <typename T>
-void* allocateSlot(std::size_t size) {
-    constexpr std::size_t slotSize = sizeof(T);
-    if (size > slotSize) return ::operator new(size);
-    ThreadCache& cache = threadCaches[poolIndex<T>()];
-    if (FreeSlot* const slot = cache.head) {
-        cache.head = nextOf(slot, slotSize);
-        ++cache.room;
-        unpoison(slot, slotSize);
-        return slot;
-    }
-    if (cache.fresh != cache.freshEnd) {
-        unsigned char* const slot = cache.fresh;
-        cache.fresh += slotSize;
-        unpoison(slot, slotSize);
-        return slot;
-    }
-    return refillAndAllocate(poolIndex<T>());
-}
-
-// Gives back what allocateSlot<T>(size) returned; nothing for null.
-template <typename T>
-void releaseSlot(void* object, std::size_t size) noexcept {
-    constexpr std::size_t slotSize = sizeof(T);
-    if (object == nullptr) return;
-    if (size > slotSize) {
-        ::operator delete(object);
-        return;
-    }
-    ThreadCache& cache = threadCaches[poolIndex<T>()];
-    auto* slot = static_cast<FreeSlot*>(object);
-    if (cache.room == 0) {
-        releaseWithoutRoom(poolIndex<T>(), slot);
-        return;
-    }
-    link(slot, cache.head, slotSize);
-    cache.head = slot;
-    --cache.room;
-}
-
-}  // namespace
 
 std::size_t ObjectPool::bytesReserved() const {
     SharedStore& store = sharedStore(*this);
@@ -464,19 +348,3 @@ ObjectPool& attributePool() {
 }
 
 }  // namespace KpXml::detail
-
-void* KpXmlData::operator new(std::size_t size) {
-    return KpXml::detail::allocateSlot<KpXmlData>(size);
-}
-
-void KpXmlData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::releaseSlot<KpXmlData>(object, size);
-}
-
-void* KpXmlAttributeData::operator new(std::size_t size) {
-    return KpXml::detail::allocateSlot<KpXmlAttributeData>(size);
-}
-
-void KpXmlAttributeData::operator delete(void* object, std::size_t size) noexcept {
-    KpXml::detail::releaseSlot<KpXmlAttributeData>(object, size);
-}

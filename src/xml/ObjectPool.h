@@ -55,7 +55,7 @@ ObjectPool& nodePool();
 ObjectPool& attributePool();
 
 // KpXmlData's and KpXmlAttributeData's operator new and delete take their memory from these
-// pools; they are defined with the pools (ObjectPool.cpp), so that a slot costs no call of its own.
+// pools, through the fast paths in PoolSlots.h, so that a slot costs no call of its own.
 
 }  // namespace KpXml::detail
 

@@ -85,7 +85,7 @@ TreeBuilder::TreeBuilder(KpXmlData& root) {
     levels.clear();
     if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
-    levels.push_back({&root, 0, std::string_view(), true, false});
+    levels.emplace_back(&root, 0, std::string_view(), true, false);
 }
 
 TreeBuilder::~TreeBuilder() {

@@ -39,6 +39,11 @@ public:
 private:
     // One element whose content is being read (the document level first).
     struct Level {
+        // Leaves every field unset: a new level is filled in field by field (see startTag).
+        Level() {}
+        Level(KpXmlData* element, std::size_t first, std::string_view name, bool plainName, bool ownedByLevel)
+            : node(element), firstChild(first), endTagName(name), plainEndTagName(plainName), owned(ownedByLevel) {}
+
         KpXmlData* node;         // the element whose content this is
         std::size_t firstChild;  // where the children read at this level start in pendingChildren
         // What follows "/" in the end tag that ends the level: the element's name, which no longer

@@ -137,6 +137,37 @@ TEST(ObjectPoolTest, BlocksGoBackToTheHeapWhenTheTreeIsDestroyedOnThisThreadOrAn
     }
 }
 
+// Slots go back to their blocks in runs of one block. Released block by block (long runs) or
+// alternating between blocks (runs of one slot), with a tenth of each block's slots still in use,
+// they are counted exactly and used again before any new block.
+TEST(ObjectPoolTest, SlotsReleasedInAnyOrderOfTheirBlocksAreCountedAndUsedAgain) {
+    const KpXml::detail::ObjectPool& pool = KpXml::detail::attributePool();
+    const std::size_t blocks = 6;
+    const std::size_t perBlock = pool.slotsPerBlock;
+    for (const bool alternating : {false, true}) {
+        const std::size_t inUse = pool.bytesInUse();
+        std::vector<KpXmlAttributeData*> made(blocks * perBlock);
+        for (KpXmlAttributeData*& attribute : made) attribute = new KpXmlAttributeData("a", "1");
+        const std::size_t reserved = pool.bytesReserved();
+        std::vector<KpXmlAttributeData*> released;
+        std::vector<KpXmlAttributeData*> kept;
+        for (std::size_t i = 0; i < made.size(); ++i) {
+            // Alternating: the slots made a block's worth apart follow each other.
+            const std::size_t index = alternating ? (i % blocks) * perBlock + i / blocks : i;
+            (index % 10 == 0 ? kept : released).push_back(made[index]);
+        }
+        for (KpXmlAttributeData* attribute : released) delete attribute;
+        EXPECT_EQ(pool.bytesInUse(), inUse + kept.size() * pool.slotSize) << alternating;
+
+        for (KpXmlAttributeData*& attribute : released) attribute = new KpXmlAttributeData("b", "2");
+        EXPECT_EQ(pool.bytesReserved(), reserved) << alternating;
+        EXPECT_EQ(pool.bytesInUse(), inUse + made.size() * pool.slotSize) << alternating;
+        for (KpXmlAttributeData* attribute : released) delete attribute;
+        for (KpXmlAttributeData* attribute : kept) delete attribute;
+        EXPECT_EQ(pool.bytesInUse(), inUse) << alternating;
+    }
+}
+
 // Each short thread takes a block's free slots for its list and hands them back when it ends: a
 // thousand of them leave nothing behind.
 TEST(ObjectPoolTest, ShortThreadsHandTheirFreeSlotsBackWhenTheyEnd) {

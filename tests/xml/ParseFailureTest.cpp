@@ -9,6 +9,7 @@
 
 #include "FailingAllocation.h"
 #include "TestSupport.h"
+#include "xml/ObjectPool.h"
 
 #include <new>
 #include <sstream>
@@ -66,6 +67,9 @@ TEST(ParseFailureTest, RunningOutOfMemoryAtAnyAllocationReachesTheCaller) {
         std::istringstream in(document);  // fills the node pools first: the failures below hit the parse
         ASSERT_EQ(written(KpXmlTree(in)), complete);
     }
+    // Every node and attribute begun goes back to its pool, also when its own text could not be made.
+    const std::size_t nodesInUse = KpXml::detail::nodePool().bytesInUse();
+    const std::size_t attributesInUse = KpXml::detail::attributePool().bytesInUse();
     long failures = 0;
     for (long allowed = 0;; ++allowed) {
         std::istringstream in(document);
@@ -85,6 +89,8 @@ TEST(ParseFailureTest, RunningOutOfMemoryAtAnyAllocationReachesTheCaller) {
         break;
     }
     EXPECT_GT(failures, 0);  // the failures above were real
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), nodesInUse);
+    EXPECT_EQ(KpXml::detail::attributePool().bytesInUse(), attributesInUse);
 }
 
 }  // namespace
