@@ -26,7 +26,7 @@ constexpr ByteClasses byteClasses = [] {
 
 // Where the run of text or tag text from p ends: at end at the latest, where endOfBytes stands.
 const char* runEnd(const char* p, unsigned char endClass) {
-    return findByteOfClass(p, byteClasses, endClass);
+    return forgetOrigin(findByteOfClass(p, byteClasses, endClass));
 }
 
 void appendRun(std::string& target, const char* begin, const char* end) {
