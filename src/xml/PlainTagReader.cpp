@@ -59,6 +59,13 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({name, text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
     }
+    knownByFirstByte.resize(256);
+    for (const KnownReference& entry : knownReferences) {
+        if (entry.name.empty()) continue;
+        KnownRange& range = knownByFirstByte[static_cast<unsigned char>(entry.name[0])];
+        if (range.begin == nullptr) range.begin = &entry;
+        range.end = &entry + 1;
+    }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
     for (const char c : {'"', '&', '<', '>'}) {
@@ -85,14 +92,18 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
     return own.emplace(separators, entities);
 }
 
-const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
-    for (const KnownReference& entry : knownReferences) {
-        // Byte by byte: the names are a few bytes long, and most differ in the first.
-        if (entry.name.size() != length) continue;
-        const char* known = entry.name.data();
-        std::size_t i = 0;
+[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
+    if (length == 0) {  // an empty name sorts first
+        return !knownReferences.empty() && knownReferences.front().name.empty() ? &knownReferences.front() : nullptr;
+    }
+    const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
+    for (const KnownReference* entry = range.begin; entry != range.end; ++entry) {
+        if (entry->name.size() != length) continue;
+        // Byte by byte after the first, which the range matched: the names are a few bytes long.
+        const char* known = entry->name.data();
+        std::size_t i = 1;
         while (i != length && known[i] == name[i]) ++i;
-        if (i == length) return &entry;
+        if (i == length) return entry;
     }
     return nullptr;
 }

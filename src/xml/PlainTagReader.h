@@ -219,6 +219,13 @@ private:
         bool holdsAmpersand;  // "&quot;" may form with what follows
     };
 
+    // The entries of knownReferences whose names start with one byte: they follow each other, as
+    // the table sorts its entries by name.
+    struct KnownRange {
+        const KnownReference* begin = nullptr;
+        const KnownReference* end = nullptr;
+    };
+
     // The entry of the entity table named [name, name + length), or null.
     const KnownReference* findKnown(const char* name, std::size_t length) const;
 
@@ -226,6 +233,7 @@ private:
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
+    std::vector<KnownRange> knownByFirstByte;  // by byte; on the heap, as readers are made on the stack
 };
 
 }  // namespace KpXml::detail

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -141,6 +142,36 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
         EXPECT_EQ(values, c.values) << c.input;
     }
+}
+
+// References read directly are looked up among the entries that start with the same byte: each
+// entry is found by its whole name, and a name that only starts like one, or is the start of one,
+// is not found. The empty name is found after "&#" in a value.
+TEST(ParserTest, DirectReadingFindsReferencesByTheirWholeName) {
+    const KpXml::detail::PlainTagReader reader(
+        " \t", {{"", "E"}, {"a", "1"}, {"ab", "2"}, {"abc", "3"}, {"ac", "4"}, {"g", "5"}, {"\xe9", "6"}});
+    const struct {
+        const char* reference;  // after the '&'
+        const char* text;       // null: not read directly
+    } texts[] = {{"a;", "1"},  {"ab;", "2"},  {"abc;", "3"}, {"ac;", "4"},  {"g;", "5"},
+                 {"abcd;", nullptr}, {"ad;", nullptr}, {"aa;", nullptr}, {"gt;", nullptr}, {"l;", nullptr}};
+    for (const auto& c : texts) {
+        const std::string bytes = std::string(c.reference) + "x" + KpXml::detail::endOfBytes;
+        std::string_view replacement;
+        const char* after = reader.readTextReference(bytes.data(), replacement);
+        if (c.text == nullptr) {
+            EXPECT_EQ(after, nullptr) << c.reference;
+            continue;
+        }
+        EXPECT_EQ(after, bytes.data() + bytes.find('x')) << c.reference;
+        EXPECT_EQ(replacement, c.text) << c.reference;
+    }
+    const std::string bytes = std::string("t x=\"&#;&a;&#ab;&abc;&ac;&g;&#\xe9;&#65;\"/>\n") + KpXml::detail::endOfBytes;
+    KpXml::detail::StartTag tag;
+    KpXml::detail::DirectTagBuffers buffers;
+    ASSERT_NE(reader.readStartTag(bytes.data(), tag, buffers), nullptr);
+    ASSERT_EQ(tag.attributeCount, 1u);
+    EXPECT_EQ(tag.attributes[0].value, "E123456A");
 }
 
 // A separator that is also markup: every start tag is left to the tokenizer, which alone knows
