@@ -223,7 +223,10 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
         if (p == attributeName || p[0] != '=' || p[1] != '"') return nullptr;
         const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
         for (std::size_t i = 0; i < count; ++i) {
-            if (attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
+            // A repeated name updates the earlier attribute. Most names of a tag differ in length or
+            // in the first byte, which are compared before the call that compares all.
+            const std::string_view earlier = attributes[i].name;
+            if (earlier.size() == readName.size() && earlier[0] == readName[0] && earlier == readName) return nullptr;
         }
         if (count == maxAttributes) return nullptr;
         // Most values hold no reference: the value is the bytes themselves.
