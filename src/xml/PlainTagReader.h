@@ -187,7 +187,7 @@ private:
     // one where start tags are read.
     const char* skipSeparators(const char* p) const {
         while ((byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
-        return p;
+        return forgetOrigin(p);
     }
     // Reads the attributes of a start tag from p, after its name, into tag; the position after
     // the tag's '>', or null.
