@@ -61,7 +61,8 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     }
     knownByFirstByte.resize(256);
     for (const KnownReference& entry : knownReferences) {
-        if (entry.name.empty()) continue;
+        // A name that a reference read directly cannot have is left out (see findKnown).
+        if (entry.name.empty() || entry.name.find_first_of(";\"&<>") != std::string_view::npos) continue;
         KnownRange& range = knownByFirstByte[static_cast<unsigned char>(entry.name[0])];
         if (range.begin == nullptr) range.begin = &entry;
         range.end = &entry + 1;
@@ -108,17 +109,33 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
     return nullptr;
 }
 
+[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::matchKnown(const char* name,
+                                                                                        const char*& after) const {
+    const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
+    for (const KnownReference* entry = range.begin; entry != range.end; ++entry) {
+        // Byte by byte after the first, which the range matched, up to the first that differs:
+        // the mark after the bytes in hand differs from every byte of these names.
+        const char* known = entry->name.data();
+        const std::size_t length = entry->name.size();
+        std::size_t i = 1;
+        while (i != length && known[i] == name[i]) ++i;
+        if (i == length && name[length] == ';') {
+            after = name + length + 1;
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
 const char* PlainTagReader::readTextReference(const char* p, std::string_view& replacement) const {
     // '#' starts a character code, which is left to the step-by-step reading. (At the mark after the
     // bytes in hand, nothing starts.)
     if (!startsReferenceName(*p)) return nullptr;
-    // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
-    const char* semicolon = skip(p + 1, endsReference);
-    if (*semicolon != ';') return nullptr;  // (the mark after the bytes in hand is not one)
-    const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
+    const char* after = nullptr;
+    const KnownReference* known = matchKnown(p, after);
     if (known == nullptr) return nullptr;
     replacement = known->text;
-    return semicolon + 1;
+    return after;
 }
 
 const char* PlainTagReader::readInstruction(const char* p, const char* end) {
@@ -162,13 +179,22 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
         ++p;  // (the mark after the bytes in hand starts nothing)
-        if (*p != '#' && !startsReferenceName(*p)) return nullptr;
-        const char* nameStart = *p == '#' ? p + 1 : p;
-        p = skip(p + 1, endsReference);
-        if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
-        const auto nameLength = static_cast<std::size_t>(p - nameStart);
-        ++p;
-        if (const KnownReference* known = findKnown(nameStart, nameLength)) {
+        const char* afterKnown = nullptr;
+        const KnownReference* known = startsReferenceName(*p) ? matchKnown(p, afterKnown) : nullptr;
+        const char* nameStart = p;
+        std::size_t nameLength = 0;
+        if (known != nullptr) {  // most references name an entry of the table
+            p = afterKnown;
+        } else {  // a character code, or a name the table does not hold
+            if (*p != '#' && !startsReferenceName(*p)) return nullptr;
+            if (*p == '#') ++nameStart;
+            p = skip(p + 1, endsReference);
+            if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
+            nameLength = static_cast<std::size_t>(p - nameStart);
+            ++p;
+            known = findKnown(nameStart, nameLength);
+        }
+        if (known != nullptr) {
             if (known->holdsQuote) return nullptr;
             append(known->text.data(), known->text.size());
             ampersand = ampersand || known->holdsAmpersand;

@@ -145,33 +145,39 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
 }
 
 // References read directly are looked up among the entries that start with the same byte: each
-// entry is found by its whole name, and a name that only starts like one, or is the start of one,
-// is not found. The empty name is found after "&#" in a value.
+// entry is found by its whole name up to the first ';', and a name that only starts like one, or
+// is the start of one, is not found. An entry whose name holds a ';' is never the name up to the
+// first ';'. The empty name is found after "&#" in a value.
 TEST(ParserTest, DirectReadingFindsReferencesByTheirWholeName) {
     const KpXml::detail::PlainTagReader reader(
-        " \t", {{"", "E"}, {"a", "1"}, {"ab", "2"}, {"abc", "3"}, {"ac", "4"}, {"g", "5"}, {"\xe9", "6"}});
+        " \t", {{"", "E"}, {"a", "1"}, {"ab", "2"}, {"abc", "3"}, {"ac", "4"}, {"g", "5"}, {"\xe9", "6"}, {"a;b", "7"}, {"q;", "8"}});
     const struct {
         const char* reference;  // after the '&'
         const char* text;       // null: not read directly
-    } texts[] = {{"a;", "1"},  {"ab;", "2"},  {"abc;", "3"}, {"ac;", "4"},  {"g;", "5"},
-                 {"abcd;", nullptr}, {"ad;", nullptr}, {"aa;", nullptr}, {"gt;", nullptr}, {"l;", nullptr}};
+        std::size_t used;       // bytes of the reference read
+    } texts[] = {{"a;", "1", 2},         {"ab;", "2", 3},      {"abc;", "3", 4},     {"ac;", "4", 3},
+                 {"g;", "5", 2},         {"a;b;", "1", 2},     {"abcd;", nullptr, 0}, {"ad;", nullptr, 0},
+                 {"aa;", nullptr, 0},    {"gt;", nullptr, 0},  {"l;", nullptr, 0},    {"ab", nullptr, 0},
+                 {"q;;", nullptr, 0}};
     for (const auto& c : texts) {
-        const std::string bytes = std::string(c.reference) + "x" + KpXml::detail::endOfBytes;
+        // The bytes in hand end after the reference, with the scanner's mark.
+        const std::string bytes = std::string(c.reference) + KpXml::detail::endOfBytes;
         std::string_view replacement;
         const char* after = reader.readTextReference(bytes.data(), replacement);
         if (c.text == nullptr) {
             EXPECT_EQ(after, nullptr) << c.reference;
             continue;
         }
-        EXPECT_EQ(after, bytes.data() + bytes.find('x')) << c.reference;
+        EXPECT_EQ(after, bytes.data() + c.used) << c.reference;
         EXPECT_EQ(replacement, c.text) << c.reference;
     }
-    const std::string bytes = std::string("t x=\"&#;&a;&#ab;&abc;&ac;&g;&#\xe9;&#65;\"/>\n") + KpXml::detail::endOfBytes;
+    const std::string bytes =
+        std::string("t x=\"&#;&a;&#ab;&abc;&ac;&g;&#\xe9;&#65;&a;b;\"/>\n") + KpXml::detail::endOfBytes;
     KpXml::detail::StartTag tag;
     KpXml::detail::DirectTagBuffers buffers;
     ASSERT_NE(reader.readStartTag(bytes.data(), tag, buffers), nullptr);
     ASSERT_EQ(tag.attributeCount, 1u);
-    EXPECT_EQ(tag.attributes[0].value, "E123456A");
+    EXPECT_EQ(tag.attributes[0].value, "E123456A1b;");
 }
 
 // A separator that is also markup: every start tag is left to the tokenizer, which alone knows
