@@ -144,9 +144,8 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
-void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more) {
+char* PlainTagReader::growDecoded(DirectTagBuffers& buffers, const char* first, std::size_t length, std::size_t more) {
     // Seldom made again: most tags are shorter than the least room made.
-    const auto length = static_cast<std::size_t>(out - first);
     const std::size_t capacity = std::max({length + more, 2 * buffers.decodedCapacity, std::size_t{256}});
     std::unique_ptr<char[]> larger(new char[capacity]);  // left uninitialised: only what is written is read
     copyBytes(larger.get(), first, length);
@@ -154,8 +153,7 @@ void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*&
     buffers.decoded = std::move(larger);
     buffers.decodedCapacity = capacity;
     buffers.decodedUsed = 0;
-    first = buffers.decoded.get();
-    out = first + length;
+    return buffers.decoded.get();
 }
 
 const char* PlainTagReader::readDecodedValue(const char* start, const char* p, std::string_view& value,
@@ -165,10 +163,14 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
     if (buffers.decodedUsed == 0 && !buffers.retired.empty()) buffers.retired.clear();
     char* first = buffers.decoded.get() + buffers.decodedUsed;
     char* out = first;
+    const char* roomEnd = buffers.decoded.get() + buffers.decodedCapacity;
     // Appends the size bytes at source to the value, making room first when it is short.
     const auto append = [&](const char* source, std::size_t size) {
-        if (static_cast<std::size_t>(buffers.decoded.get() + buffers.decodedCapacity - out) < size) {
-            growDecoded(buffers, first, out, size);
+        if (static_cast<std::size_t>(roomEnd - out) < size) {
+            const auto length = static_cast<std::size_t>(out - first);
+            first = growDecoded(buffers, first, length, size);
+            out = first + length;
+            roomEnd = buffers.decoded.get() + buffers.decodedCapacity;
         }
         out = copyBytes(out, source, size);
     };

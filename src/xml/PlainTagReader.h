@@ -204,10 +204,10 @@ private:
     // the position of the closing quote, or null when the value is not of the ordinary form.
     const char* readDecodedValue(const char* start, const char* p, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
-    // Moves the value being decoded, [first, out) in buffers.decoded, into a larger array with
-    // room for more bytes after it, keeping the array it leaves until the next tag; first and
-    // out then point into the new array.
-    static void growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more);
+    // Moves the value being decoded, the length bytes at first in buffers.decoded, into a larger
+    // array with room for more bytes after it, keeping the array it leaves until the next tag;
+    // where the value starts in the new array.
+    static char* growDecoded(DirectTagBuffers& buffers, const char* first, std::size_t length, std::size_t more);
 
     static constexpr std::size_t maxAttributes = 16;
 
