@@ -258,14 +258,16 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
         }
         if (count == maxAttributes) return nullptr;
         // Most values hold no reference: the value is the bytes themselves.
+        TagAttributeView& attribute = attributes[count];
+        attribute.name = readName;
         const char* const value = p + 2;
         p = skip(value, endsValueRun);
-        std::string_view readValue(value, static_cast<std::size_t>(p - value));
+        attribute.value = std::string_view(value, static_cast<std::size_t>(p - value));
         if (*p != '"') {  // readDecodedValue declines the mark after the bytes in hand
-            p = readDecodedValue(value, p, readValue, buffers);
+            p = readDecodedValue(value, p, attribute.value, buffers);
             if (p == nullptr) return nullptr;
         }
-        attributes[count++] = {readName, readValue};
+        ++count;
         ++p;
     }
 }
