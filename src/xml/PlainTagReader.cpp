@@ -156,6 +156,20 @@ char* PlainTagReader::growDecoded(DirectTagBuffers& buffers, const char* first, 
     return buffers.decoded.get();
 }
 
+bool PlainTagReader::decodeOtherReference(const char* name, std::size_t length, DirectTagBuffers& buffers) const {
+    buffers.referenceName.assign(name, length);
+    buffers.scratch.clear();
+    if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return false;
+    return buffers.scratch.find('"') == std::string::npos;
+}
+
+std::size_t PlainTagReader::replaceQuotesInPlace(char* value, std::size_t length, DirectTagBuffers& buffers) {
+    // Replacing "&quot;" only shortens the value.
+    buffers.scratch = replaceQuotes(std::string(value, length));
+    copyBytes(value, buffers.scratch.data(), buffers.scratch.size());
+    return buffers.scratch.size();
+}
+
 const char* PlainTagReader::readDecodedValue(const char* start, const char* p, std::string_view& value,
                                              DirectTagBuffers& buffers) const {
     // Before the tag's first decoded value (or after empty ones), no view of the tag points into
@@ -201,10 +215,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
             append(known->text.data(), known->text.size());
             ampersand = ampersand || known->holdsAmpersand;
         } else {
-            buffers.referenceName.assign(nameStart, nameLength);
-            buffers.scratch.clear();
-            if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return nullptr;
-            if (buffers.scratch.find('"') != std::string::npos) return nullptr;
+            if (!decodeOtherReference(nameStart, nameLength, buffers)) return nullptr;
             ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
             append(buffers.scratch.data(), buffers.scratch.size());
         }
@@ -213,12 +224,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
         append(run, static_cast<std::size_t>(p - run));
     }
     auto length = static_cast<std::size_t>(out - first);
-    if (ampersand) {
-        // Replacing "&quot;" only shortens the value.
-        buffers.scratch = replaceQuotes(std::string(first, length));
-        length = buffers.scratch.size();
-        copyBytes(first, buffers.scratch.data(), length);
-    }
+    if (ampersand) length = replaceQuotesInPlace(first, length, buffers);
     buffers.decodedUsed = static_cast<std::size_t>(first - buffers.decoded.get()) + length;
     value = std::string_view(first, length);
     return p;

@@ -204,6 +204,13 @@ private:
     // the position of the closing quote, or null when the value is not of the ordinary form.
     const char* readDecodedValue(const char* start, const char* p, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
+    // Puts into buffers.scratch what the reference named [name, name + length) (the text between
+    // "&" or "&#" and ";") stands for in a value when it is no entry of the table: a character
+    // code. False when that is left to the step-by-step reading (a code of 256 or more, or one
+    // that gives a double quote). Kept out of readDecodedValue, as seldom needed.
+    [[gnu::noinline]] bool decodeOtherReference(const char* name, std::size_t length, DirectTagBuffers& buffers) const;
+    // Replaces each "&quot;" in the length bytes at value with a double quote; the new length.
+    [[gnu::noinline]] static std::size_t replaceQuotesInPlace(char* value, std::size_t length, DirectTagBuffers& buffers);
     // Moves the value being decoded, the length bytes at first in buffers.decoded, into a larger
     // array with room for more bytes after it, keeping the array it leaves until the next tag;
     // where the value starts in the new array.
