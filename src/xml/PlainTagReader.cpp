@@ -212,7 +212,11 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
         }
         if (known != nullptr) {
             if (known->holdsQuote) return nullptr;
-            append(known->text.data(), known->text.size());
+            if (known->text.size() == 1 && out != roomEnd) {  // most texts are one character
+                *out++ = known->text[0];
+            } else {
+                append(known->text.data(), known->text.size());
+            }
             ampersand = ampersand || known->holdsAmpersand;
         } else {
             if (!decodeOtherReference(nameStart, nameLength, buffers)) return nullptr;

@@ -124,6 +124,8 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
         std::string input;
         std::vector<std::string> values;
     } cases[] = {
+        // The first room made (256 bytes) full when a one-character text comes.
+        {"a x=\"&ax;&ax;" + std::string(56, 'v') + "&lt;\"/>", {longText + longText + std::string(56, 'v') + "<"}},
         {"a x=\"&ax;\"/>", {longText}},
         {"a x=\"&ax;&ax;&ax;\" y=\"1&ax;2\" z=\"&lt;\">", {longText + longText + longText, "1" + longText + "2", "<"}},
         {"a x=\"plain\" y=\"&ax;&#65;&ax;\"/>", {"plain", longText + "A" + longText}},
