@@ -93,6 +93,10 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
     return own.emplace(separators, entities);
 }
 
+void PlainTagReader::makeRoomForAttributes(StartTag& tag) {
+    if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
+}
+
 [[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
     if (length == 0) {  // an empty name sorts first
         return !knownReferences.empty() && knownReferences.front().name.empty() ? &knownReferences.front() : nullptr;
@@ -237,8 +241,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
 const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
     // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
     // "/>". The views go straight into the tag's array, which has room for every attribute read
-    // directly.
-    if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
+    // directly (see makeRoomForAttributes).
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;

@@ -117,6 +117,9 @@ struct DirectTagBuffers {
 // The reader holds the tables it was made for and no state: one reader serves every parse.
 class PlainTagReader {
 public:
+    // The most attributes a start tag read directly has.
+    static constexpr std::size_t maxAttributes = 16;
+
     // separators: the bytes that separate the parts of a tag.
     PlainTagReader(const std::string& separators, const EntityMap& entities);
     PlainTagReader(const PlainTagReader&) = delete;
@@ -128,8 +131,13 @@ public:
     static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
                                            std::optional<PlainTagReader>& own);
 
+    // Makes room in tag.attributes for the attributes of any start tag read directly, as
+    // readStartTag needs; the room stays from tag to tag.
+    static void makeRoomForAttributes(StartTag& tag);
+
     // Reads the start tag whose text starts at p (just after its '<'; at the latest at the mark
-    // after the bytes in hand). Returns the position after its '>' with the tag in tag (values
+    // after the bytes in hand), where tag has room for its attributes (see
+    // makeRoomForAttributes). Returns the position after its '>' with the tag in tag (values
     // that needed decoding in buffers), or null.
     const char* readStartTag(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
@@ -215,8 +223,6 @@ private:
     // array with room for more bytes after it, keeping the array it leaves until the next tag;
     // where the value starts in the new array.
     static char* growDecoded(DirectTagBuffers& buffers, const char* first, std::size_t length, std::size_t more);
-
-    static constexpr std::size_t maxAttributes = 16;
 
     // An entry of the entity table, with what its text holds.
     struct KnownReference {

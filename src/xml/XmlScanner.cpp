@@ -42,7 +42,9 @@ void appendRun(TextBuffer& target, const char* begin, const char* end) {
 template <typename Events>
 XmlScanner<Events>::XmlScanner(Events& eventSink, const PlainTagReader* directReader, const SeparatorSet& separators,
                        const EntityMap& entityTable)
-    : events(eventSink), direct(directReader), separatorSet(separators), entities(entityTable) {}
+    : events(eventSink), direct(directReader), separatorSet(separators), entities(entityTable) {
+    PlainTagReader::makeRoomForAttributes(startTag);
+}
 
 template <typename Events>
 bool XmlScanner<Events>::run(std::streambuf& in) {

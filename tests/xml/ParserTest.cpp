@@ -134,6 +134,7 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
          {longText + longText, "1" + std::string(600, 'w') + "2", "<" + std::string(900, 'v') + longText}},
     };
     KpXml::detail::StartTag tag;
+    KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
     KpXml::detail::DirectTagBuffers buffers;  // reused from tag to tag, as by the scanner
     for (const auto& c : cases) {
         // A tag is read only when a byte follows it; after the bytes in hand, the scanner's mark.
@@ -176,6 +177,7 @@ TEST(ParserTest, DirectReadingFindsReferencesByTheirWholeName) {
     const std::string bytes =
         std::string("t x=\"&#;&a;&#ab;&abc;&ac;&g;&#\xe9;&#65;&a;b;\"/>\n") + KpXml::detail::endOfBytes;
     KpXml::detail::StartTag tag;
+    KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
     KpXml::detail::DirectTagBuffers buffers;
     ASSERT_NE(reader.readStartTag(bytes.data(), tag, buffers), nullptr);
     ASSERT_EQ(tag.attributeCount, 1u);
@@ -195,6 +197,7 @@ TEST(ParserTest, SeparatorsThatAreMarkupLeaveStartTagsToTheTokenizer) {
     for (const auto& c : cases) {
         const KpXml::detail::PlainTagReader reader(c.separators, KpXml::detail::defaultEntityMap());
         KpXml::detail::StartTag tag;
+        KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
         KpXml::detail::DirectTagBuffers buffers;
         EXPECT_EQ(reader.readStartTag(bytes.data(), tag, buffers), c.read ? end - 1 : nullptr)
             << "separators " << shown(c.separators);
