@@ -242,6 +242,11 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
     // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
     // "/>". The views go straight into the tag's array, which has room for every attribute read
     // directly (see makeRoomForAttributes).
+    //
+    // The tag's name ends at a separator ('=', '"', '&' or '<' right after it is left to the
+    // tokenizer; readStartTag has taken '/' and '>'); a later attribute may follow a value's quote
+    // at once.
+    if ((byteClasses[static_cast<unsigned char>(*p)] & separator) == 0) return nullptr;
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
@@ -255,10 +260,6 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
             tag.attributeCount = count;
             return readTagEnd(next, tag);
         }
-        // The name ends at a separator, '/' or '>' ('=', '"', '&' or '<' right after it is left
-        // to the tokenizer); an attribute may follow a value's quote at once.
-        if (next == p && count == 0) return nullptr;
-
         const char* const attributeName = next;
         p = skip(next, endsName);
         if (p == attributeName || p[0] != '=' || p[1] != '"') return nullptr;

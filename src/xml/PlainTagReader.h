@@ -197,8 +197,8 @@ private:
         while ((byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
         return forgetOrigin(p);
     }
-    // Reads the attributes of a start tag from p, after its name, into tag; the position after
-    // the tag's '>', or null.
+    // Reads the attributes of a start tag from p, after its name (at a byte other than '>' and
+    // '/'), into tag; the position after the tag's '>', or null.
     const char* readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const;
     // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
     // after it, or null when a '/' is not followed by '>'.
