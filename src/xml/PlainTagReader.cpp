@@ -221,7 +221,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
             } else {
                 append(known->text.data(), known->text.size());
             }
-            ampersand = ampersand || known->holdsAmpersand;
+            ampersand |= known->holdsAmpersand;
         } else {
             if (!decodeOtherReference(nameStart, nameLength, buffers)) return nullptr;
             ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
