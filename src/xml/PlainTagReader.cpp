@@ -73,6 +73,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    for (const char c : {'/', '>'}) byteClasses[static_cast<unsigned char>(c)] |= endsAttributes;
     for (unsigned byte = 0; byte < byteClasses.size(); ++byte) {
         const char c = static_cast<char>(byte);
         if (c != '#' && startsReference(c)) byteClasses[byte] |= startsName;
@@ -256,7 +257,7 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
     for (;;) {
         // p is after the name or after a value's closing quote.
         const char* const next = skipSeparators(p);
-        if (*next == '>' || *next == '/') {
+        if ((byteClasses[static_cast<unsigned char>(*next)] & endsAttributes) != 0) {  // '>' or "/>"
             tag.attributeCount = count;
             return readTagEnd(next, tag);
         }

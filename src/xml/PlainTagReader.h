@@ -181,10 +181,11 @@ public:
 private:
     // Bits of byteClasses.
     static constexpr unsigned char separator = 1;
-    static constexpr unsigned char endsName = 2;       // separator / = " & < >
-    static constexpr unsigned char endsValueRun = 4;   // " & < >
-    static constexpr unsigned char endsReference = 8;  // ; " & < >
-    static constexpr unsigned char startsName = 16;    // the bytes of startsReference but '#'
+    static constexpr unsigned char endsName = 2;         // separator / = " & < >
+    static constexpr unsigned char endsValueRun = 4;     // " & < >
+    static constexpr unsigned char endsReference = 8;    // ; " & < >
+    static constexpr unsigned char startsName = 16;      // the bytes of startsReference but '#'
+    static constexpr unsigned char endsAttributes = 32;  // / >
 
     // True when c starts the name of a reference that may be in the entity table: a byte of
     // startsReference other than '#', which starts a character code.
