@@ -132,15 +132,14 @@ void PlainTagReader::makeRoomForAttributes(StartTag& tag) {
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, std::string_view& replacement) const {
+PlainTagReader::TextReference PlainTagReader::readTextReference(const char* p) const {
     // '#' starts a character code, which is left to the step-by-step reading. (At the mark after the
     // bytes in hand, nothing starts.)
-    if (!startsReferenceName(*p)) return nullptr;
+    if (!startsReferenceName(*p)) return {nullptr, nullptr};
     const char* after = nullptr;
     const KnownReference* known = matchKnown(p, after);
-    if (known == nullptr) return nullptr;
-    replacement = known->text;
-    return after;
+    if (known == nullptr) return {nullptr, nullptr};
+    return {after, &known->text};
 }
 
 const char* PlainTagReader::readInstruction(const char* p, const char* end) {

@@ -169,10 +169,15 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
+    // A reference in text read directly: the position after its ';' (null when it was not read)
+    // and what it stands for.
+    struct TextReference {
+        const char* after;
+        const std::string_view* replacement;
+    };
     // Reads a reference in text from p (just after its '&'; at the latest at the mark after the
-    // bytes in hand). Returns the position after the ';' with what the reference stands for in
-    // replacement, or null.
-    const char* readTextReference(const char* p, std::string_view& replacement) const;
+    // bytes in hand); after is null when it is left to the step-by-step reading.
+    TextReference readTextReference(const char* p) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }

@@ -176,10 +176,10 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             p = stop + 1;
             if (byte == '&') {
                 if (reader != nullptr) {
-                    std::string_view replacement;
-                    if (const char* after = reader->readTextReference(p, replacement)) {
-                        text.append(replacement);
-                        p = after;
+                    const PlainTagReader::TextReference reference = reader->readTextReference(p);
+                    if (reference.after != nullptr) {
+                        text.append(*reference.replacement);
+                        p = reference.after;
                         continue;
                     }
                 }
