@@ -147,7 +147,7 @@ public:
         tag.blank = false;
         tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
         tag.plainName = true;    // '&', '<' and '>' end a name
-        if (*p == '>' || *p == '/') {  // most tags without attributes
+        if ((byteClasses[static_cast<unsigned char>(*p)] & endsAttributes) != 0) {  // most tags without attributes
             tag.attributeCount = 0;
             return readTagEnd(p, tag);
         }
