@@ -9,6 +9,7 @@
 #include "support/ParseComparison.h"
 #include "xml/PlainTagReader.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -109,6 +110,27 @@ TEST(ParserTest, DirectReadingMatchesStepByStep) {
         for (const std::size_t pieceSize : {std::size_t{1}, std::size_t{3}, std::size_t{4095}, input.size()}) {
             EXPECT_EQ(KpXml::test::pathDifference(input, pieceSize), "")
                 << "pieces of " << pieceSize << "\n input: " << shown(input.substr(0, 200));
+        }
+    }
+}
+
+// The scanner reads the bytes a stream holds in blocks of 4096; a tag that the end of a full block
+// cuts off is read again from its '<' with the next block. Wherever the cut falls in each kind of
+// markup (one cut into a reference, one with a dropped '<', one too long to carry, the end of the
+// document with bytes after it), the events, their positions and the stream's state are those of
+// the step-by-step reading.
+TEST(ParserTest, MarkupCutByTheEndOfABlock) {
+    const std::string head = "<?xml version=\"1.0\"?>\n<r>";
+    const std::string markups[] = {
+        "<e id=\"7\" name=\"a &lt;b&gt;\" w=\"1.5\">t</e>", "<?pi x?>", "<n/>", "<a <b x=\"1\"/>",
+        "<l x=\"" + std::string(300, 'v') + "\"/>", "</r>\nrest<x/>"};
+    constexpr std::size_t blockSize = 4096;
+    for (const std::string& markup : markups) {
+        for (std::size_t inFirstBlock = 1; inFirstBlock <= std::min<std::size_t>(markup.size(), 40); ++inFirstBlock) {
+            const std::string document = head + std::string(blockSize - head.size() - inFirstBlock, 'f') + markup +
+                                         "<n/></r>\nafter";
+            EXPECT_EQ(KpXml::test::pathDifference(document, document.size()), "")
+                << shown(markup) << " with " << inFirstBlock << " bytes in the first block";
         }
     }
 }
