@@ -59,12 +59,21 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     for (const auto& [name, text] : entityTable) {
         knownReferences.push_back({name, text, text.find('"') != std::string::npos, text.find('&') != std::string::npos});
     }
+    knownByFirstByte.resize(256);
+    for (const KnownReference& entry : knownReferences) {
+        // A name that a reference read directly cannot have is left out (see findKnown).
+        if (entry.name.empty() || entry.name.find_first_of(";\"&<>") != std::string_view::npos) continue;
+        KnownRange& range = knownByFirstByte[static_cast<unsigned char>(entry.name[0])];
+        if (range.begin == nullptr) range.begin = &entry;
+        range.end = &entry + 1;
+    }
     for (const char c : separators) byteClasses[static_cast<unsigned char>(c)] = separator | endsName;
     for (const char c : {'/', '='}) byteClasses[static_cast<unsigned char>(c)] |= endsName;
     for (const char c : {'"', '&', '<', '>'}) {
         byteClasses[static_cast<unsigned char>(c)] |= endsName | endsValueRun | endsReference;
     }
     byteClasses[';'] |= endsReference;
+    for (const char c : {'/', '>'}) byteClasses[static_cast<unsigned char>(c)] |= endsAttributes;
     for (unsigned byte = 0; byte < byteClasses.size(); ++byte) {
         const char c = static_cast<char>(byte);
         if (c != '#' && startsReference(c)) byteClasses[byte] |= startsName;
@@ -85,29 +94,52 @@ const PlainTagReader& PlainTagReader::forTables(const std::string& separators, c
     return own.emplace(separators, entities);
 }
 
-const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
-    for (const KnownReference& entry : knownReferences) {
-        // Byte by byte: the names are a few bytes long, and most differ in the first.
-        if (entry.name.size() != length) continue;
-        const char* known = entry.name.data();
-        std::size_t i = 0;
+void PlainTagReader::makeRoomForAttributes(StartTag& tag) {
+    if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
+}
+
+[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
+    if (length == 0) {  // an empty name sorts first
+        return !knownReferences.empty() && knownReferences.front().name.empty() ? &knownReferences.front() : nullptr;
+    }
+    const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
+    for (const KnownReference* entry = range.begin; entry != range.end; ++entry) {
+        if (entry->name.size() != length) continue;
+        // Byte by byte after the first, which the range matched: the names are a few bytes long.
+        const char* known = entry->name.data();
+        std::size_t i = 1;
         while (i != length && known[i] == name[i]) ++i;
-        if (i == length) return &entry;
+        if (i == length) return entry;
     }
     return nullptr;
 }
 
-const char* PlainTagReader::readTextReference(const char* p, std::string_view& replacement) const {
+[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::matchKnown(const char* name,
+                                                                                        const char*& after) const {
+    const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
+    for (const KnownReference* entry = range.begin; entry != range.end; ++entry) {
+        // Byte by byte after the first, which the range matched, up to the first that differs:
+        // the mark after the bytes in hand differs from every byte of these names.
+        const char* known = entry->name.data();
+        const std::size_t length = entry->name.size();
+        std::size_t i = 1;
+        while (i != length && known[i] == name[i]) ++i;
+        if (i == length && name[length] == ';') {
+            after = name + length + 1;
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+PlainTagReader::TextReference PlainTagReader::readTextReference(const char* p) const {
     // '#' starts a character code, which is left to the step-by-step reading. (At the mark after the
     // bytes in hand, nothing starts.)
-    if (!startsReferenceName(*p)) return nullptr;
-    // A name with a '"', '&', '<' or '>' is left to the step-by-step reading too.
-    const char* semicolon = skip(p + 1, endsReference);
-    if (*semicolon != ';') return nullptr;  // (the mark after the bytes in hand is not one)
-    const KnownReference* known = findKnown(p, static_cast<std::size_t>(semicolon - p));
-    if (known == nullptr) return nullptr;
-    replacement = known->text;
-    return semicolon + 1;
+    if (!startsReferenceName(*p)) return {nullptr, nullptr};
+    const char* after = nullptr;
+    const KnownReference* known = matchKnown(p, after);
+    if (known == nullptr) return {nullptr, nullptr};
+    return {after, &known->text};
 }
 
 const char* PlainTagReader::readInstruction(const char* p, const char* end) {
@@ -116,9 +148,8 @@ const char* PlainTagReader::readInstruction(const char* p, const char* end) {
     return std::memchr(p, '&', static_cast<std::size_t>(close - p)) == nullptr ? close + 1 : nullptr;
 }
 
-void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more) {
+char* PlainTagReader::growDecoded(DirectTagBuffers& buffers, const char* first, std::size_t length, std::size_t more) {
     // Seldom made again: most tags are shorter than the least room made.
-    const auto length = static_cast<std::size_t>(out - first);
     const std::size_t capacity = std::max({length + more, 2 * buffers.decodedCapacity, std::size_t{256}});
     std::unique_ptr<char[]> larger(new char[capacity]);  // left uninitialised: only what is written is read
     copyBytes(larger.get(), first, length);
@@ -126,8 +157,21 @@ void PlainTagReader::growDecoded(DirectTagBuffers& buffers, char*& first, char*&
     buffers.decoded = std::move(larger);
     buffers.decodedCapacity = capacity;
     buffers.decodedUsed = 0;
-    first = buffers.decoded.get();
-    out = first + length;
+    return buffers.decoded.get();
+}
+
+bool PlainTagReader::decodeOtherReference(const char* name, std::size_t length, DirectTagBuffers& buffers) const {
+    buffers.referenceName.assign(name, length);
+    buffers.scratch.clear();
+    if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return false;
+    return buffers.scratch.find('"') == std::string::npos;
+}
+
+std::size_t PlainTagReader::replaceQuotesInPlace(char* value, std::size_t length, DirectTagBuffers& buffers) {
+    // Replacing "&quot;" only shortens the value.
+    buffers.scratch = replaceQuotes(std::string(value, length));
+    copyBytes(value, buffers.scratch.data(), buffers.scratch.size());
+    return buffers.scratch.size();
 }
 
 const char* PlainTagReader::readDecodedValue(const char* start, const char* p, std::string_view& value,
@@ -137,10 +181,14 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
     if (buffers.decodedUsed == 0 && !buffers.retired.empty()) buffers.retired.clear();
     char* first = buffers.decoded.get() + buffers.decodedUsed;
     char* out = first;
+    const char* roomEnd = buffers.decoded.get() + buffers.decodedCapacity;
     // Appends the size bytes at source to the value, making room first when it is short.
     const auto append = [&](const char* source, std::size_t size) {
-        if (static_cast<std::size_t>(buffers.decoded.get() + buffers.decodedCapacity - out) < size) {
-            growDecoded(buffers, first, out, size);
+        if (static_cast<std::size_t>(roomEnd - out) < size) {
+            const auto length = static_cast<std::size_t>(out - first);
+            first = growDecoded(buffers, first, length, size);
+            out = first + length;
+            roomEnd = buffers.decoded.get() + buffers.decodedCapacity;
         }
         out = copyBytes(out, source, size);
     };
@@ -151,21 +199,31 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
         if (*p != '&') return nullptr;  // '<' or '>'
         // A reference: its first byte starts it only when it is one of these ('#' is not kept).
         ++p;  // (the mark after the bytes in hand starts nothing)
-        if (*p != '#' && !startsReferenceName(*p)) return nullptr;
-        const char* nameStart = *p == '#' ? p + 1 : p;
-        p = skip(p + 1, endsReference);
-        if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
-        const auto nameLength = static_cast<std::size_t>(p - nameStart);
-        ++p;
-        if (const KnownReference* known = findKnown(nameStart, nameLength)) {
+        const char* afterKnown = nullptr;
+        const KnownReference* known = startsReferenceName(*p) ? matchKnown(p, afterKnown) : nullptr;
+        const char* nameStart = p;
+        std::size_t nameLength = 0;
+        if (known != nullptr) {  // most references name an entry of the table
+            p = afterKnown;
+        } else {  // a character code, or a name the table does not hold
+            if (*p != '#' && !startsReferenceName(*p)) return nullptr;
+            if (*p == '#') ++nameStart;
+            p = skip(p + 1, endsReference);
+            if (*p != ';') return nullptr;  // (the mark after the bytes in hand is not one)
+            nameLength = static_cast<std::size_t>(p - nameStart);
+            ++p;
+            known = findKnown(nameStart, nameLength);
+        }
+        if (known != nullptr) {
             if (known->holdsQuote) return nullptr;
-            append(known->text.data(), known->text.size());
-            ampersand = ampersand || known->holdsAmpersand;
+            if (known->text.size() == 1 && out != roomEnd) {  // most texts are one character
+                *out++ = known->text[0];
+            } else {
+                append(known->text.data(), known->text.size());
+            }
+            ampersand |= known->holdsAmpersand;
         } else {
-            buffers.referenceName.assign(nameStart, nameLength);
-            buffers.scratch.clear();
-            if (!appendReference(buffers.referenceName, entityTable, true, false, buffers.scratch)) return nullptr;
-            if (buffers.scratch.find('"') != std::string::npos) return nullptr;
+            if (!decodeOtherReference(nameStart, nameLength, buffers)) return nullptr;
             ampersand = ampersand || buffers.scratch.find('&') != std::string::npos;
             append(buffers.scratch.data(), buffers.scratch.size());
         }
@@ -174,12 +232,7 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
         append(run, static_cast<std::size_t>(p - run));
     }
     auto length = static_cast<std::size_t>(out - first);
-    if (ampersand) {
-        // Replacing "&quot;" only shortens the value.
-        buffers.scratch = replaceQuotes(std::string(first, length));
-        length = buffers.scratch.size();
-        copyBytes(first, buffers.scratch.data(), length);
-    }
+    if (ampersand) length = replaceQuotesInPlace(first, length, buffers);
     buffers.decodedUsed = static_cast<std::size_t>(first - buffers.decoded.get()) + length;
     value = std::string_view(first, length);
     return p;
@@ -188,8 +241,12 @@ const char* PlainTagReader::readDecodedValue(const char* start, const char* p, s
 const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
     // One pass over the rest of the tag: each attribute after its separators, up to the '>' or
     // "/>". The views go straight into the tag's array, which has room for every attribute read
-    // directly.
-    if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
+    // directly (see makeRoomForAttributes).
+    //
+    // The tag's name ends at a separator ('=', '"', '&' or '<' right after it is left to the
+    // tokenizer; readStartTag has taken '/' and '>'); a later attribute may follow a value's quote
+    // at once.
+    if ((byteClasses[static_cast<unsigned char>(*p)] & separator) == 0) return nullptr;
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
@@ -199,31 +256,32 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
     for (;;) {
         // p is after the name or after a value's closing quote.
         const char* const next = skipSeparators(p);
-        if (*next == '>' || *next == '/') {
+        if ((byteClasses[static_cast<unsigned char>(*next)] & endsAttributes) != 0) {  // '>' or "/>"
             tag.attributeCount = count;
             return readTagEnd(next, tag);
         }
-        // The name ends at a separator, '/' or '>' ('=', '"', '&' or '<' right after it is left
-        // to the tokenizer); an attribute may follow a value's quote at once.
-        if (next == p && count == 0) return nullptr;
-
         const char* const attributeName = next;
         p = skip(next, endsName);
         if (p == attributeName || p[0] != '=' || p[1] != '"') return nullptr;
         const std::string_view readName(attributeName, static_cast<std::size_t>(p - attributeName));
         for (std::size_t i = 0; i < count; ++i) {
-            if (attributes[i].name == readName) return nullptr;  // a repeated name updates the earlier attribute
+            // A repeated name updates the earlier attribute. Most names of a tag differ in length or
+            // in the first byte, which are compared before the call that compares all.
+            const std::string_view earlier = attributes[i].name;
+            if (earlier.size() == readName.size() && earlier[0] == readName[0] && earlier == readName) return nullptr;
         }
         if (count == maxAttributes) return nullptr;
         // Most values hold no reference: the value is the bytes themselves.
+        TagAttributeView& attribute = attributes[count];
+        attribute.name = readName;
         const char* const value = p + 2;
         p = skip(value, endsValueRun);
-        std::string_view readValue(value, static_cast<std::size_t>(p - value));
+        attribute.value = std::string_view(value, static_cast<std::size_t>(p - value));
         if (*p != '"') {  // readDecodedValue declines the mark after the bytes in hand
-            p = readDecodedValue(value, p, readValue, buffers);
+            p = readDecodedValue(value, p, attribute.value, buffers);
             if (p == nullptr) return nullptr;
         }
-        attributes[count++] = {readName, readValue};
+        ++count;
         ++p;
     }
 }

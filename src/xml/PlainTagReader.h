@@ -38,6 +38,16 @@ using ByteClasses = std::array<unsigned char, 256>;
 // they need no bound: a search stops at the latest at end, where this byte stands.
 constexpr char endOfBytes = '<';
 
+// p, passed through an empty assembler statement that the compiler must assume changes it. A
+// search's result goes through it so that the caller reads the byte there once more (one load),
+// instead of the search keeping a copy of every byte it tests in case it is the last (one move
+// per byte). Only where that measured fewer instructions: elsewhere the copy costs less than the
+// registers the reload ties up.
+inline const char* forgetOrigin(const char* p) {
+    asm("" : "+r"(p));
+    return p;
+}
+
 // The first byte from p on for which stopsAt holds, where it holds for a byte at the end of the
 // bytes (see endOfBytes). Four bytes are tested per round, since most runs between markup bytes
 // are several bytes long.
@@ -107,6 +117,9 @@ struct DirectTagBuffers {
 // The reader holds the tables it was made for and no state: one reader serves every parse.
 class PlainTagReader {
 public:
+    // The most attributes a start tag read directly has.
+    static constexpr std::size_t maxAttributes = 16;
+
     // separators: the bytes that separate the parts of a tag.
     PlainTagReader(const std::string& separators, const EntityMap& entities);
     PlainTagReader(const PlainTagReader&) = delete;
@@ -118,8 +131,13 @@ public:
     static const PlainTagReader& forTables(const std::string& separators, const EntityMap& entities,
                                            std::optional<PlainTagReader>& own);
 
+    // Makes room in tag.attributes for the attributes of any start tag read directly, as
+    // readStartTag needs; the room stays from tag to tag.
+    static void makeRoomForAttributes(StartTag& tag);
+
     // Reads the start tag whose text starts at p (just after its '<'; at the latest at the mark
-    // after the bytes in hand). Returns the position after its '>' with the tag in tag (values
+    // after the bytes in hand), where tag has room for its attributes (see
+    // makeRoomForAttributes). Returns the position after its '>' with the tag in tag (values
     // that needed decoding in buffers), or null.
     const char* readStartTag(const char* p, StartTag& tag, DirectTagBuffers& buffers) const {
         const char* const name = p;
@@ -129,7 +147,7 @@ public:
         tag.blank = false;
         tag.namesDiffer = true;  // a repeated name is left to the step-by-step reading
         tag.plainName = true;    // '&', '<' and '>' end a name
-        if (*p == '>' || *p == '/') {  // most tags without attributes
+        if ((byteClasses[static_cast<unsigned char>(*p)] & endsAttributes) != 0) {  // most tags without attributes
             tag.attributeCount = 0;
             return readTagEnd(p, tag);
         }
@@ -151,10 +169,15 @@ public:
     // Skips the instruction at p (just after its '<', at the '?'); the position after it, or null.
     static const char* readInstruction(const char* p, const char* end);
 
+    // A reference in text read directly: the position after its ';' (null when it was not read)
+    // and what it stands for.
+    struct TextReference {
+        const char* after;
+        const std::string_view* replacement;
+    };
     // Reads a reference in text from p (just after its '&'; at the latest at the mark after the
-    // bytes in hand). Returns the position after the ';' with what the reference stands for in
-    // replacement, or null.
-    const char* readTextReference(const char* p, std::string_view& replacement) const;
+    // bytes in hand); after is null when it is left to the step-by-step reading.
+    TextReference readTextReference(const char* p) const;
 
     // The tables the reader was made for.
     const SeparatorSet& separators() const { return separatorSet; }
@@ -163,24 +186,25 @@ public:
 private:
     // Bits of byteClasses.
     static constexpr unsigned char separator = 1;
-    static constexpr unsigned char endsName = 2;       // separator / = " & < >
-    static constexpr unsigned char endsValueRun = 4;   // " & < >
-    static constexpr unsigned char endsReference = 8;  // ; " & < >
-    static constexpr unsigned char startsName = 16;    // the bytes of startsReference but '#'
+    static constexpr unsigned char endsName = 2;         // separator / = " & < >
+    static constexpr unsigned char endsValueRun = 4;     // " & < >
+    static constexpr unsigned char endsReference = 8;    // ; " & < >
+    static constexpr unsigned char startsName = 16;      // the bytes of startsReference but '#'
+    static constexpr unsigned char endsAttributes = 32;  // / >
 
     // True when c starts the name of a reference that may be in the entity table: a byte of
     // startsReference other than '#', which starts a character code.
     bool startsReferenceName(char c) const { return (byteClasses[static_cast<unsigned char>(c)] & startsName) != 0; }
     // The first byte from p of a class of stopClass, which includes '<' (the mark after the bytes).
-    const char* skip(const char* p, unsigned char stopClass) const { return findByteOfClass(p, byteClasses, stopClass); }
+    const char* skip(const char* p, unsigned char stopClass) const { return forgetOrigin(findByteOfClass(p, byteClasses, stopClass)); }
     // The first byte from p on that is not a separator: end at the latest, as endOfBytes is not
     // one where start tags are read.
     const char* skipSeparators(const char* p) const {
         while ((byteClasses[static_cast<unsigned char>(*p)] & separator) != 0) ++p;
-        return p;
+        return forgetOrigin(p);
     }
-    // Reads the attributes of a start tag from p, after its name, into tag; the position after
-    // the tag's '>', or null.
+    // Reads the attributes of a start tag from p, after its name (at a byte other than '>' and
+    // '/'), into tag; the position after the tag's '>', or null.
     const char* readAttributes(const char* p, StartTag& tag, DirectTagBuffers& buffers) const;
     // Reads the "/>" or '>' at p that ends a start tag, noting in tag which it is; the position
     // after it, or null when a '/' is not followed by '>'.
@@ -194,12 +218,17 @@ private:
     // the position of the closing quote, or null when the value is not of the ordinary form.
     const char* readDecodedValue(const char* start, const char* p, std::string_view& value,
                                  DirectTagBuffers& buffers) const;
-    // Moves the value being decoded, [first, out) in buffers.decoded, into a larger array with
-    // room for more bytes after it, keeping the array it leaves until the next tag; first and
-    // out then point into the new array.
-    static void growDecoded(DirectTagBuffers& buffers, char*& first, char*& out, std::size_t more);
-
-    static constexpr std::size_t maxAttributes = 16;
+    // Puts into buffers.scratch what the reference named [name, name + length) (the text between
+    // "&" or "&#" and ";") stands for in a value when it is no entry of the table: a character
+    // code. False when that is left to the step-by-step reading (a code of 256 or more, or one
+    // that gives a double quote). Kept out of readDecodedValue, as seldom needed.
+    [[gnu::noinline]] bool decodeOtherReference(const char* name, std::size_t length, DirectTagBuffers& buffers) const;
+    // Replaces each "&quot;" in the length bytes at value with a double quote; the new length.
+    [[gnu::noinline]] static std::size_t replaceQuotesInPlace(char* value, std::size_t length, DirectTagBuffers& buffers);
+    // Moves the value being decoded, the length bytes at first in buffers.decoded, into a larger
+    // array with room for more bytes after it, keeping the array it leaves until the next tag;
+    // where the value starts in the new array.
+    static char* growDecoded(DirectTagBuffers& buffers, const char* first, std::size_t length, std::size_t more);
 
     // An entry of the entity table, with what its text holds.
     struct KnownReference {
@@ -209,13 +238,27 @@ private:
         bool holdsAmpersand;  // "&quot;" may form with what follows
     };
 
-    // The entry of the entity table named [name, name + length), or null.
+    // The entries of knownReferences whose names start with one byte: they follow each other, as
+    // the table sorts its entries by name.
+    struct KnownRange {
+        const KnownReference* begin = nullptr;
+        const KnownReference* end = nullptr;
+    };
+
+    // The entry of the entity table named [name, name + length), or null. The name holds none of
+    // ; " & < >, as the search for its ';' stopped at the first of them: entries whose names hold
+    // one are never found.
     const KnownReference* findKnown(const char* name, std::size_t length) const;
+    // The entry of the entity table whose name, followed by ';', starts at name (a byte of the
+    // bytes in hand), with the position after that ';' in after; null when there is none. As
+    // findKnown: it is the entry that the name up to the first ';' names.
+    const KnownReference* matchKnown(const char* name, const char*& after) const;
 
     ByteClasses byteClasses{};
     const EntityMap entityTable;
     const SeparatorSet separatorSet;
     std::vector<KnownReference> knownReferences;
+    std::vector<KnownRange> knownByFirstByte;  // by byte; on the heap, as readers are made on the stack
 };
 
 }  // namespace KpXml::detail

@@ -26,7 +26,7 @@ constexpr ByteClasses byteClasses = [] {
 
 // Where the run of text or tag text from p ends: at end at the latest, where endOfBytes stands.
 const char* runEnd(const char* p, unsigned char endClass) {
-    return findByteOfClass(p, byteClasses, endClass);
+    return forgetOrigin(findByteOfClass(p, byteClasses, endClass));
 }
 
 void appendRun(std::string& target, const char* begin, const char* end) {
@@ -42,29 +42,44 @@ void appendRun(TextBuffer& target, const char* begin, const char* end) {
 template <typename Events>
 XmlScanner<Events>::XmlScanner(Events& eventSink, const PlainTagReader* directReader, const SeparatorSet& separators,
                        const EntityMap& entityTable)
-    : events(eventSink), direct(directReader), separatorSet(separators), entities(entityTable) {}
+    : events(eventSink), direct(directReader), separatorSet(separators), entities(entityTable) {
+    PlainTagReader::makeRoomForAttributes(startTag);
+}
 
 template <typename Events>
 bool XmlScanner<Events>::run(std::streambuf& in) {
-    char block[blockSize + 1];
+    // The block starts with the bytes carried over from the one before, if any (see bytesToCarry).
+    char block[carryLimit + blockSize + 1];
+    std::size_t carried = 0;
     for (;;) {
-        const std::size_t count = readBlock(in, block);
-        block[count] = endOfBytes;  // so that a search for the end of a run needs no bound
+        const std::size_t count = readBlock(in, block + carried);
+        const std::size_t inHand = carried + count;
+        block[inHand] = endOfBytes;  // so that a search for the end of a run needs no bound
         blockStart = block;
-        if (count == 0) {
+        if (inHand == 0) {
             cursor = block;
             events.streamEnd(at());
             return false;
         }
-        const char* rest = consume(block, block + count);
+        const char* rest = consume(block, block + inHand);
         if (rest != nullptr) {
-            // The document ended inside the block: the unused bytes go back to the stream.
-            returnUnused(in, rest, block + count);
+            // The document ended inside the block, after any bytes carried over (they hold no
+            // '>'): the unused bytes, all of this read, go back to the stream.
+            returnUnused(in, rest, block + inHand);
             cursor = rest;
             events.documentEnd(text.view(), at());
             return true;
         }
-        blockPosition += count;
+        // A tag that the end of a full block cut off is read again, from its '<', with the bytes
+        // that follow: directly, where it allows that. (A stream that hands out bytes in smaller
+        // pieces would have the same tag read again after every piece.)
+        carried = count == blockSize ? bytesToCarry(block, inHand) : 0;
+        blockPosition += inHand - carried;
+        if (carried != 0) {
+            inTag = false;
+            tag.clear();
+            std::memmove(block, block + (inHand - carried), carried);
+        }
     }
 }
 
@@ -174,10 +189,10 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
             p = stop + 1;
             if (byte == '&') {
                 if (reader != nullptr) {
-                    std::string_view replacement;
-                    if (const char* after = reader->readTextReference(p, replacement)) {
-                        text.append(replacement);
-                        p = after;
+                    const PlainTagReader::TextReference reference = reader->readTextReference(p);
+                    if (reference.after != nullptr) {
+                        text.append(*reference.replacement);
+                        p = reference.after;
                         continue;
                     }
                 }
@@ -193,6 +208,17 @@ const char* XmlScanner<Events>::consume(const char* p, const char* end) {
         }
     }
     return nullptr;
+}
+
+template <typename Events>
+std::size_t XmlScanner<Events>::bytesToCarry(const char* block, std::size_t count) const {
+    // In a tag whose text, as gathered so far, is the bytes after the block's last '<' (nothing
+    // dropped, no reference in it).
+    if (direct == nullptr || !inTag || entityStart || inEntity) return 0;
+    const std::size_t length = tag.size() + 1;  // with the '<'
+    if (length > carryLimit || length > count) return 0;
+    const char* const markup = block + (count - length);
+    return *markup == '<' && std::memcmp(markup + 1, tag.data(), tag.size()) == 0 ? length : 0;
 }
 
 template <typename Events>

@@ -39,6 +39,8 @@ public:
 
 private:
     static constexpr std::size_t blockSize = 4096;
+    // The most bytes of a tag carried over to the next block (see bytesToCarry).
+    static constexpr std::size_t carryLimit = 256;
 
     // Reads into block what the stream buffer holds in hand, at most blockSize bytes; 0 at the end.
     std::size_t readBlock(std::streambuf& in, char* block);
@@ -53,6 +55,12 @@ private:
     // the position after the markup, or null, having used nothing, when the direct reader
     // declines.
     const char* readTagDirectly(const char* p, const char* end, const char* run, const char* runStop);
+    // When the count bytes of block ended inside a tag that is being gathered step by step and
+    // is, so far, exactly the bytes after its '<', the number of bytes from that '<' on (at most
+    // carryLimit); else 0. Without the tag, the scanner is as it was at that '<' in text, with the
+    // text before it gathered: reading on from the '<' with more bytes after it, directly where
+    // the direct reader allows that, reads the same tag.
+    std::size_t bytesToCarry(const char* block, std::size_t count) const;
     // At the '>' that ends the gathered tag text: true when the document level has ended.
     bool endOfTag();
     // True when the tag text ends the level being read: "/" + the name its end tag waits for, or

@@ -9,6 +9,7 @@
 #include "support/ParseComparison.h"
 #include "xml/PlainTagReader.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -113,6 +114,27 @@ TEST(ParserTest, DirectReadingMatchesStepByStep) {
     }
 }
 
+// The scanner reads the bytes a stream holds in blocks of 4096; a tag that the end of a full block
+// cuts off is read again from its '<' with the next block. Wherever the cut falls in each kind of
+// markup (one cut into a reference, one with a dropped '<', one too long to carry, the end of the
+// document with bytes after it), the events, their positions and the stream's state are those of
+// the step-by-step reading.
+TEST(ParserTest, MarkupCutByTheEndOfABlock) {
+    const std::string head = "<?xml version=\"1.0\"?>\n<r>";
+    const std::string markups[] = {
+        "<e id=\"7\" name=\"a &lt;b&gt;\" w=\"1.5\">t</e>", "<?pi x?>", "<n/>", "<a <b x=\"1\"/>",
+        "<l x=\"" + std::string(300, 'v') + "\"/>", "</r>\nrest<x/>"};
+    constexpr std::size_t blockSize = 4096;
+    for (const std::string& markup : markups) {
+        for (std::size_t inFirstBlock = 1; inFirstBlock <= std::min<std::size_t>(markup.size(), 40); ++inFirstBlock) {
+            const std::string document = head + std::string(blockSize - head.size() - inFirstBlock, 'f') + markup +
+                                         "<n/></r>\nafter";
+            EXPECT_EQ(KpXml::test::pathDifference(document, document.size()), "")
+                << shown(markup) << " with " << inFirstBlock << " bytes in the first block";
+        }
+    }
+}
+
 // A table whose texts are longer than their references: the decoded values of one tag outgrow
 // the bytes they were read from and the room first made for them, and each keeps its own bytes
 // (also under the address sanitizer).
@@ -123,6 +145,8 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
         std::string input;
         std::vector<std::string> values;
     } cases[] = {
+        // The first room made (256 bytes) full when a one-character text comes.
+        {"a x=\"&ax;&ax;" + std::string(56, 'v') + "&lt;\"/>", {longText + longText + std::string(56, 'v') + "<"}},
         {"a x=\"&ax;\"/>", {longText}},
         {"a x=\"&ax;&ax;&ax;\" y=\"1&ax;2\" z=\"&lt;\">", {longText + longText + longText, "1" + longText + "2", "<"}},
         {"a x=\"plain\" y=\"&ax;&#65;&ax;\"/>", {"plain", longText + "A" + longText}},
@@ -131,6 +155,7 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
          {longText + longText, "1" + std::string(600, 'w') + "2", "<" + std::string(900, 'v') + longText}},
     };
     KpXml::detail::StartTag tag;
+    KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
     KpXml::detail::DirectTagBuffers buffers;  // reused from tag to tag, as by the scanner
     for (const auto& c : cases) {
         // A tag is read only when a byte follows it; after the bytes in hand, the scanner's mark.
@@ -141,6 +166,43 @@ TEST(ParserTest, DirectReadingOfValuesLongerThanTheirReferences) {
         for (std::size_t i = 0; i < tag.attributeCount; ++i) values.emplace_back(tag.attributes[i].value);
         EXPECT_EQ(values, c.values) << c.input;
     }
+}
+
+// References read directly are looked up among the entries that start with the same byte: each
+// entry is found by its whole name up to the first ';', and a name that only starts like one, or
+// is the start of one, is not found. An entry whose name holds a ';' is never the name up to the
+// first ';'. The empty name is found after "&#" in a value.
+TEST(ParserTest, DirectReadingFindsReferencesByTheirWholeName) {
+    const KpXml::detail::PlainTagReader reader(
+        " \t", {{"", "E"}, {"a", "1"}, {"ab", "2"}, {"abc", "3"}, {"ac", "4"}, {"g", "5"}, {"\xe9", "6"}, {"a;b", "7"}, {"q;", "8"}});
+    const struct {
+        const char* reference;  // after the '&'
+        const char* text;       // null: not read directly
+        std::size_t used;       // bytes of the reference read
+    } texts[] = {{"a;", "1", 2},         {"ab;", "2", 3},      {"abc;", "3", 4},     {"ac;", "4", 3},
+                 {"g;", "5", 2},         {"a;b;", "1", 2},     {"abcd;", nullptr, 0}, {"ad;", nullptr, 0},
+                 {"aa;", nullptr, 0},    {"gt;", nullptr, 0},  {"l;", nullptr, 0},    {"ab", nullptr, 0},
+                 {"q;;", nullptr, 0}};
+    for (const auto& c : texts) {
+        // The bytes in hand end after the reference, with the scanner's mark.
+        const std::string bytes = std::string(c.reference) + KpXml::detail::endOfBytes;
+        const auto read = reader.readTextReference(bytes.data());
+        if (c.text == nullptr) {
+            EXPECT_EQ(read.after, nullptr) << c.reference;
+            continue;
+        }
+        EXPECT_EQ(read.after, bytes.data() + c.used) << c.reference;
+        ASSERT_NE(read.replacement, nullptr) << c.reference;
+        EXPECT_EQ(*read.replacement, c.text) << c.reference;
+    }
+    const std::string bytes =
+        std::string("t x=\"&#;&a;&#ab;&abc;&ac;&g;&#\xe9;&#65;&a;b;\"/>\n") + KpXml::detail::endOfBytes;
+    KpXml::detail::StartTag tag;
+    KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
+    KpXml::detail::DirectTagBuffers buffers;
+    ASSERT_NE(reader.readStartTag(bytes.data(), tag, buffers), nullptr);
+    ASSERT_EQ(tag.attributeCount, 1u);
+    EXPECT_EQ(tag.attributes[0].value, "E123456A1b;");
 }
 
 // A separator that is also markup: every start tag is left to the tokenizer, which alone knows
@@ -156,6 +218,7 @@ TEST(ParserTest, SeparatorsThatAreMarkupLeaveStartTagsToTheTokenizer) {
     for (const auto& c : cases) {
         const KpXml::detail::PlainTagReader reader(c.separators, KpXml::detail::defaultEntityMap());
         KpXml::detail::StartTag tag;
+        KpXml::detail::PlainTagReader::makeRoomForAttributes(tag);
         KpXml::detail::DirectTagBuffers buffers;
         EXPECT_EQ(reader.readStartTag(bytes.data(), tag, buffers), c.read ? end - 1 : nullptr)
             << "separators " << shown(c.separators);
