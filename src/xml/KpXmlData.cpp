@@ -28,12 +28,6 @@ struct PendingDeletions {
 
 std::atomic<KpXml::detail::NodeDestroyedHook> nodeDestroyedHook{nullptr};
 
-// Asks the processor to start loading the cache lines of an object of size bytes at first.
-void prefetchObject(const char* first, std::size_t size) {
-    for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(first + offset);
-    __builtin_prefetch(first + size - 1);
-}
-
 // The first child named childName whose attribute attrName passes test.
 template <typename Test>
 KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const std::string& childName,
@@ -58,11 +52,11 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         // the child a few deletions ahead, and for the first attribute of a nearer one, whose node
         // has arrived by then. (A fifth less time for a node with a million children.)
         if (i + 16 < count && children[i + 16] != nullptr) {
-            prefetchObject(reinterpret_cast<const char*>(children[i + 16]), sizeof(KpXmlData));
+            KpXml::detail::prefetchObject(children[i + 16]);
         }
         const KpXmlData* near = i + 8 < count ? children[i + 8] : nullptr;
         if (near != nullptr && !near->getAttributes().empty() && near->getAttributes().front() != nullptr) {
-            prefetchObject(reinterpret_cast<const char*>(near->getAttributes().front()), sizeof(KpXmlAttributeData));
+            KpXml::detail::prefetchObject(near->getAttributes().front());
         }
         if (near != nullptr && !near->getChildren().empty()) __builtin_prefetch(near->getChildren().data());
         // The first children of a nearer one, whose list has arrived by then: its subtree goes
@@ -71,7 +65,7 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         if (nearer != nullptr) {
             std::size_t asked = 0;
             for (const KpXmlData* grandchild : nearer->getChildren()) {
-                if (grandchild != nullptr) prefetchObject(reinterpret_cast<const char*>(grandchild), sizeof(KpXmlData));
+                if (grandchild != nullptr) KpXml::detail::prefetchObject(grandchild);
                 if (++asked == 4) break;
             }
         }
