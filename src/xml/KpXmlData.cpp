@@ -40,9 +40,12 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     return nullptr;
 }
 
-// Deletes the nodes of children and their subtrees. Kept out of line, so that a flush within the
-// deletion, which only lists its node's children, has little to save and restore.
-[[gnu::noinline]] void deleteSubtrees(const std::vector<KpXmlData*>& children) {
+// Takes the nodes out of list and deletes them and their subtrees. Kept out of line, so that a flush
+// within the deletion, which only lists its node's children, has little to save and restore.
+[[gnu::noinline]] void deleteSubtrees(std::vector<KpXmlData*>& list) {
+    // Taking over the list needs no memory, so a destructor never fails for want of it.
+    std::vector<KpXmlData*> children;
+    children.swap(list);
     PendingDeletions pending;
     const KpXml::detail::BlockReleaseDeferral deferral;
     pendingDeletions = &pending;
@@ -107,10 +110,7 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         return;
     }
     ++childListChanges;
-    // Taking over the child list needs no memory, so a destructor never fails for want of it.
-    std::vector<KpXmlData*> ownChildren;
-    ownChildren.swap(children);
-    deleteSubtrees(ownChildren);
+    deleteSubtrees(children);
 }
 
 }  // namespace
