@@ -82,15 +82,19 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     pendingDeletions = nullptr;
 }
 
-// What flush() does to the node that holds these members: deletes its attributes, then its children
-// with their subtrees. The destructor calls this too rather than the exported flush(), so that the
-// work is compiled into it.
-[[gnu::always_inline]] inline void deleteContents(std::vector<KpXmlAttributeData*>& attributes,
-                                                  std::vector<KpXmlData*>& children, std::uint32_t& childListChanges) {
+// What flush() and the destructor do to a node's attributes: deletes them, leaving their pointers
+// in the list (which flush() then empties, and the destructor destroys).
+[[gnu::always_inline]] inline void deleteAttributes(const std::vector<KpXmlAttributeData*>& attributes) {
     for (KpXmlAttributeData* attribute : attributes) {
         delete attribute;
     }
-    attributes.clear();
+}
+
+// What flush() and the destructor do to a node's children: deletes them with their subtrees, or
+// lists them for deletion within the deletion of a subtree (leaving their pointers in the list,
+// which flush() then empties, and the destructor destroys). Inline, rather than through the exported flush(), so that the work is compiled
+// into the destructor.
+[[gnu::always_inline]] inline void deleteChildren(std::vector<KpXmlData*>& children, std::uint32_t& childListChanges) {
     if (children.empty()) return;
 
     if (pendingDeletions != nullptr) {
@@ -106,7 +110,6 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
             first = node;
         }
         pendingDeletions->first = first;
-        children.clear();
         return;
     }
     ++childListChanges;
@@ -124,7 +127,8 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
 
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
-    deleteContents(attributes, children, childListChanges);
+    deleteAttributes(attributes);
+    deleteChildren(children, childListChanges);
 }
 
 // Defined beside the destructor, so that deleting a node releases its slot without a call.
@@ -152,7 +156,10 @@ void KpXmlData::init() {
 }
 
 void KpXmlData::flush() {
-    deleteContents(attributes, children, childListChanges);
+    deleteAttributes(attributes);
+    attributes.clear();
+    deleteChildren(children, childListChanges);
+    children.clear();
 }
 
 void KpXmlData::addChild(KpXmlData* child) {
