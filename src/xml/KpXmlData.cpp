@@ -90,10 +90,10 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     }
 }
 
-// What flush() and the destructor do to a node's children: deletes them with their subtrees, or
-// lists them for deletion within the deletion of a subtree (leaving their pointers in the list,
-// which flush() then empties, and the destructor destroys). Inline, rather than through the exported flush(), so that the work is compiled
-// into the destructor.
+// What flush() and the destructor do to a node's children: deletes them with their subtrees
+// (emptying the list), or within the deletion of a subtree lists them for that deletion (leaving
+// their pointers in the list, which flush() then empties, and the destructor destroys). Inline,
+// rather than through the exported flush(), so that the work is compiled into the destructor.
 [[gnu::always_inline]] inline void deleteChildren(std::vector<KpXmlData*>& children, std::uint32_t& childListChanges) {
     if (children.empty()) return;
 

@@ -33,7 +33,7 @@ inline void prefetchObject(const T* object) {
 
 // Makes the string of the size bytes at first. One that the string object holds (up to 15 bytes) is
 // copied with moves of a length known at compile time, where std::string(first, size) calls memcpy:
-// most names and values of attributes are that short.
+// most names and values of attributes, and many element texts, are that short.
 struct StringOfBytes {
     std::string operator()(const char* first, std::size_t size) const {
         switch (size) {
