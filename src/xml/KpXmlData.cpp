@@ -28,12 +28,6 @@ struct PendingDeletions {
 
 std::atomic<KpXml::detail::NodeDestroyedHook> nodeDestroyedHook{nullptr};
 
-// Asks the processor to start loading the cache lines of an object of size bytes at first.
-void prefetchObject(const char* first, std::size_t size) {
-    for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(first + offset);
-    __builtin_prefetch(first + size - 1);
-}
-
 // The first child named childName whose attribute attrName passes test.
 template <typename Test>
 KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const std::string& childName,
@@ -46,9 +40,12 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     return nullptr;
 }
 
-// Deletes the nodes of children and their subtrees. Kept out of line, so that a flush within the
-// deletion, which only lists its node's children, has little to save and restore.
-[[gnu::noinline]] void deleteSubtrees(const std::vector<KpXmlData*>& children) {
+// Takes the nodes out of list and deletes them and their subtrees. Kept out of line, so that a flush
+// within the deletion, which only lists its node's children, has little to save and restore.
+[[gnu::noinline]] void deleteSubtrees(std::vector<KpXmlData*>& list) {
+    // Taking over the list needs no memory, so a destructor never fails for want of it.
+    std::vector<KpXmlData*> children;
+    children.swap(list);
     PendingDeletions pending;
     const KpXml::detail::BlockReleaseDeferral deferral;
     pendingDeletions = &pending;
@@ -58,11 +55,11 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         // the child a few deletions ahead, and for the first attribute of a nearer one, whose node
         // has arrived by then. (A fifth less time for a node with a million children.)
         if (i + 16 < count && children[i + 16] != nullptr) {
-            prefetchObject(reinterpret_cast<const char*>(children[i + 16]), sizeof(KpXmlData));
+            KpXml::detail::prefetchObject(children[i + 16]);
         }
         const KpXmlData* near = i + 8 < count ? children[i + 8] : nullptr;
         if (near != nullptr && !near->getAttributes().empty() && near->getAttributes().front() != nullptr) {
-            prefetchObject(reinterpret_cast<const char*>(near->getAttributes().front()), sizeof(KpXmlAttributeData));
+            KpXml::detail::prefetchObject(near->getAttributes().front());
         }
         if (near != nullptr && !near->getChildren().empty()) __builtin_prefetch(near->getChildren().data());
         // The first children of a nearer one, whose list has arrived by then: its subtree goes
@@ -71,7 +68,7 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
         if (nearer != nullptr) {
             std::size_t asked = 0;
             for (const KpXmlData* grandchild : nearer->getChildren()) {
-                if (grandchild != nullptr) prefetchObject(reinterpret_cast<const char*>(grandchild), sizeof(KpXmlData));
+                if (grandchild != nullptr) KpXml::detail::prefetchObject(grandchild);
                 if (++asked == 4) break;
             }
         }
@@ -85,15 +82,19 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
     pendingDeletions = nullptr;
 }
 
-// What flush() does to the node that holds these members: deletes its attributes, then its children
-// with their subtrees. The destructor calls this too rather than the exported flush(), so that the
-// work is compiled into it.
-[[gnu::always_inline]] inline void deleteContents(std::vector<KpXmlAttributeData*>& attributes,
-                                                  std::vector<KpXmlData*>& children, std::uint32_t& childListChanges) {
+// What flush() and the destructor do to a node's attributes: deletes them, leaving their pointers
+// in the list (which flush() then empties, and the destructor destroys).
+[[gnu::always_inline]] inline void deleteAttributes(const std::vector<KpXmlAttributeData*>& attributes) {
     for (KpXmlAttributeData* attribute : attributes) {
         delete attribute;
     }
-    attributes.clear();
+}
+
+// What flush() and the destructor do to a node's children: deletes them with their subtrees
+// (emptying the list), or within the deletion of a subtree lists them for that deletion (leaving
+// their pointers in the list, which flush() then empties, and the destructor destroys). Inline,
+// rather than through the exported flush(), so that the work is compiled into the destructor.
+[[gnu::always_inline]] inline void deleteChildren(std::vector<KpXmlData*>& children, std::uint32_t& childListChanges) {
     if (children.empty()) return;
 
     if (pendingDeletions != nullptr) {
@@ -109,14 +110,10 @@ KpXmlData* findChildWithAttribute(const std::vector<KpXmlData*>& children, const
             first = node;
         }
         pendingDeletions->first = first;
-        children.clear();
         return;
     }
     ++childListChanges;
-    // Taking over the child list needs no memory, so a destructor never fails for want of it.
-    std::vector<KpXmlData*> ownChildren;
-    ownChildren.swap(children);
-    deleteSubtrees(ownChildren);
+    deleteSubtrees(children);
 }
 
 }  // namespace
@@ -130,7 +127,8 @@ KpXmlData::KpXmlData(const std::string& initialName, KpXmlData* initialParent)
 
 KpXmlData::~KpXmlData() {
     if (const KpXml::detail::NodeDestroyedHook hook = nodeDestroyedHook.load(std::memory_order_relaxed)) hook(this);
-    deleteContents(attributes, children, childListChanges);
+    deleteAttributes(attributes);
+    deleteChildren(children, childListChanges);
 }
 
 // Defined beside the destructor, so that deleting a node releases its slot without a call.
@@ -158,7 +156,10 @@ void KpXmlData::init() {
 }
 
 void KpXmlData::flush() {
-    deleteContents(attributes, children, childListChanges);
+    deleteAttributes(attributes);
+    attributes.clear();
+    deleteChildren(children, childListChanges);
+    children.clear();
 }
 
 void KpXmlData::addChild(KpXmlData* child) {

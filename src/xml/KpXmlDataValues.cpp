@@ -52,12 +52,13 @@ std::string_view withoutEdgeSpaces(std::string_view value) {
     data = std::string(text);
 }
 
-// Stores a copy of text in data, copying its bytes once: a short text into the string object, a
-// long one into a heap buffer of its own size.
+// Stores a copy of text in data: a short text into the string object, a long one into a heap
+// buffer of its own size. A short text is made aside by StringOfBytes and moved in, which copies
+// it with moves of a length known at compile time, where appending it calls out of line and then
+// memcpy.
 void storeCopy(std::string& data, std::string_view text) {
     if (text.size() <= std::string().capacity()) {
-        data.clear();
-        data.append(text.data(), text.size());
+        data = KpXml::detail::StringOfBytes()(text.data(), text.size());
     } else {
         storeLongCopy(data, text);
     }

@@ -103,12 +103,12 @@ void returnList(const ObjectPool& pool, FreeSlot* list, ThreadCache* keeper) noe
     while (list != nullptr) {
         // Slots come back mostly in long runs of one block (a tree is released in the order it was
         // made): each run goes back at once, already linked, and its block's counts change once.
+        // The list's end ends a run too, without a test of its own: no block is at address 0.
         FreeSlot* const first = list;
         PoolBlock* const block = blockOf(first);
         FreeSlot* last = first;
         std::size_t count = 1;
-        for (list = nextOf(first, pool.slotSize); list != nullptr && blockOf(list) == block;
-             list = nextOf(list, pool.slotSize)) {
+        for (list = nextOf(first, pool.slotSize); blockOf(list) == block; list = nextOf(list, pool.slotSize)) {
             last = list;
             ++count;
         }

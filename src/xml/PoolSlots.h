@@ -38,7 +38,7 @@ struct ThreadCache {
     // Slots the list at head may still take; 0 in noCaches, so that releases there take the slow path.
     std::size_t room;
     // The slots of a block that no slot of was in use when the thread took it, from fresh to
-    // freshEnd: handed out in address order once the list is empty, without linking them first
+    // freshEnd: handed out in address order before the list's, without linking them first
     // (which would touch the whole block before its first object) and without reading a link
     // from each. Both null when there are none, and in noCaches.
     unsigned char* fresh;
@@ -117,15 +117,17 @@ void* allocateSlot(std::size_t size) {
     constexpr std::size_t slotSize = sizeof(T);
     if (size > slotSize) return ::operator new(size);
     ThreadCache& cache = threadCaches[poolIndex<T>()];
-    if (FreeSlot* const slot = cache.head) {
-        cache.head = nextOf(slot, slotSize);
-        ++cache.room;
-        unpoison(slot, slotSize);
-        return slot;
-    }
+    // Fresh slots first: a tree built after one was destroyed gets them from the blocks the thread
+    // kept, and the list, which is then empty, is not looked at for each of them.
     if (cache.fresh != cache.freshEnd) {
         unsigned char* const slot = cache.fresh;
         cache.fresh += slotSize;
+        unpoison(slot, slotSize);
+        return slot;
+    }
+    if (FreeSlot* const slot = cache.head) {
+        cache.head = nextOf(slot, slotSize);
+        ++cache.room;
         unpoison(slot, slotSize);
         return slot;
     }

@@ -101,9 +101,6 @@ TreeBuilder::~TreeBuilder() {
     }
 }
 
-
-
-
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {
     attachChildren(levels[0]);
     NodeAccess::setText(*levels[0].node, text);
@@ -117,7 +114,5 @@ void TreeBuilder::streamEnd(std::uint64_t) {
     }
     attachChildren(levels[0]);
 }
-
-
 
 }  // namespace KpXml::detail

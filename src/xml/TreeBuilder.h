@@ -143,10 +143,7 @@ private:
     // In a deep document an element is long out of the cache when its end tag comes: ask for the
     // one whose end tag may follow the next one, which the scanner and endTag read.
     if (levels.size() > deepLevels) {
-        const auto* const node = reinterpret_cast<const char*>(levels[levels.size() - 2].node);
-        __builtin_prefetch(node);
-        __builtin_prefetch(node + 64);
-        __builtin_prefetch(node + sizeof(KpXmlData) - 1);
+        prefetchObject(levels[levels.size() - 2].node);
     }
     awaitInnermostEndTag();
 }

@@ -216,6 +216,37 @@ TEST(ObjectPoolTest, NodesLargerThanASlotLiveOnTheHeapAndADeepSubtreeIsDeletedOn
     EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
 }
 
+// A node of a derived class that empties itself in its destructor, as such a class may, and
+// records what its lists still hold afterwards.
+struct FlushingNode : KpXmlData {
+    explicit FlushingNode(std::size_t* leftOver) : KpXmlData("flushing"), left(leftOver) {}
+    ~FlushingNode() override {
+        flush();
+        *left = getChildren().size() + getAttributes().size();
+    }
+    std::size_t* left;
+};
+
+// A node that flushes itself while its tree is deleted hands its children to that deletion, which
+// deletes each of them once, and is left with empty lists.
+TEST(ObjectPoolTest, ANodeThatFlushesItselfWithinTheDeletionOfItsTreeLosesEachChildOnce) {
+    const std::size_t inUse = KpXml::detail::nodePool().bytesInUse();
+    const std::size_t attributesInUse = KpXml::detail::attributePool().bytesInUse();
+    std::size_t left = 99;
+    auto* root = new KpXmlData("r");
+    auto* flushing = new FlushingNode(&left);
+    root->createChild("a")->addChild(flushing);
+    flushing->createChild("b")->createChild("c");
+    flushing->createChild("d")->setAttribute("k", "1");
+    flushing->setAttribute("k", "2");
+    root->createChild("e");
+    ASSERT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse + 6 * sizeof(KpXmlData));  // the flushing node is on the heap
+    delete root;
+    EXPECT_EQ(left, 0u);
+    EXPECT_EQ(KpXml::detail::nodePool().bytesInUse(), inUse);
+    EXPECT_EQ(KpXml::detail::attributePool().bytesInUse(), attributesInUse);
+}
+
 // The C interface's index of a parent's children by name, with the parent's child list (handed out
 // before the index is built) changed directly in C++ without a call on the parent in between: the
 // index sees a child destroyed, the list's new length, or that the child it found has moved.
