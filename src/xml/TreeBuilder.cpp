@@ -57,11 +57,14 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
         mergeAttributes(node, tag);
         return;
     }
-    // A new node and names that differ: each attribute is appended.
-    attributes.reserve(tag.attributeCount);
-    for (std::size_t i = 0; i < tag.attributeCount; ++i) {
+    // A new node and names that differ: each attribute is appended. (The count and the views are read
+    // once: the appends could otherwise change them, as far as the compiler knows.)
+    const std::size_t count = tag.attributeCount;
+    const TagAttributeView* const read = tag.attributes.data();
+    attributes.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
         // The room is reserved: appending cannot fail once the attribute is made.
-        attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
+        attributes.push_back(NodeAccess::newAttribute(read[i].name, read[i].value, true).release());
     }
 }
 
