@@ -61,6 +61,15 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     // once: the appends could otherwise change them, as far as the compiler knows.)
     const std::size_t count = tag.attributeCount;
     const TagAttributeView* const read = tag.attributes.data();
+    if (count == 1) {
+        // Most tags with attributes have one: the list is made holding it, in one step (the attribute
+        // is deleted again should that fail).
+        std::unique_ptr<KpXmlAttributeData> only = NodeAccess::newAttribute(read[0].name, read[0].value, true);
+        KpXmlAttributeData* const stored = only.get();
+        attributes.assign(1, stored);
+        only.release();
+        return;
+    }
     attributes.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         // The room is reserved: appending cannot fail once the attribute is made.
