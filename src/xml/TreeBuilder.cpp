@@ -51,7 +51,9 @@ constexpr std::size_t directLimit = 8;
 
 }  // namespace
 
-void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
+// Everything it calls is compiled into it (mergeAttributes, kept out of line, aside): left to the
+// compiler, the two places that make attributes would call one out-of-line constructor.
+[[gnu::flatten]] void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
     if (!attributes.empty() || !(tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
         mergeAttributes(node, tag);
