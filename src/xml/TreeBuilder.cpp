@@ -51,31 +51,27 @@ constexpr std::size_t directLimit = 8;
 
 }  // namespace
 
-// Everything it calls is compiled into it (mergeAttributes, kept out of line, aside): left to the
-// compiler, the two places that make attributes would call one out-of-line constructor.
-[[gnu::flatten]] void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
+void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     std::vector<KpXmlAttributeData*>& attributes = node.getAttributes();
     if (!attributes.empty() || !(tag.namesDiffer || (tag.attributeCount <= directLimit && !repeatsAName(tag)))) {
         mergeAttributes(node, tag);
         return;
     }
-    // A new node and names that differ: each attribute is appended. (The count and the views are read
-    // once: the appends could otherwise change them, as far as the compiler knows.)
+    // A new node and names that differ: each attribute is added in the order read. (The count and the
+    // views are read once: the list's changes could otherwise change them, as far as the compiler knows.)
     const std::size_t count = tag.attributeCount;
     const TagAttributeView* const read = tag.attributes.data();
-    if (count == 1) {
-        // Most tags with attributes have one: the list is made holding it, in one step (the attribute
-        // is deleted again should that fail).
-        std::unique_ptr<KpXmlAttributeData> only = NodeAccess::newAttribute(read[0].name, read[0].value, true);
-        KpXmlAttributeData* const stored = only.get();
-        attributes.assign(1, stored);
-        only.release();
-        return;
-    }
-    attributes.reserve(count);
+    // Most tags with attributes have one: its list is made holding it, in one step. A longer list is
+    // reserved first. (One place makes the attributes, so that making them is compiled into it.)
+    if (count != 1) attributes.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-        // The room is reserved: appending cannot fail once the attribute is made.
-        attributes.push_back(NodeAccess::newAttribute(read[i].name, read[i].value, true).release());
+        std::unique_ptr<KpXmlAttributeData> made = NodeAccess::newAttribute(read[i].name, read[i].value, true);
+        if (count == 1) {
+            attributes.assign(1, made.get());  // should this fail, made deletes the attribute
+        } else {
+            attributes.push_back(made.get());  // the room is reserved: this cannot fail
+        }
+        made.release();
     }
 }
 
