@@ -33,9 +33,11 @@ inline void prefetchObject(const T* object) {
 
 // Makes the string of the size bytes at first. One that the string object holds (up to 15 bytes) is
 // copied with moves of a length known at compile time, where std::string(first, size) calls memcpy:
-// most names and values of attributes, and many element texts, are that short.
+// most names and values of attributes, and many element texts, are that short. Always compiled into
+// the caller: out of line (as the compiler chooses once two places make attributes), each string
+// costs a call and the return of the string through memory.
 struct StringOfBytes {
-    std::string operator()(const char* first, std::size_t size) const {
+    [[gnu::always_inline]] std::string operator()(const char* first, std::size_t size) const {
         switch (size) {
             case 0: return std::string();
             case 1: return std::string(first, 1);

@@ -247,6 +247,7 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
     // tokenizer; readStartTag has taken '/' and '>'); a later attribute may follow a value's quote
     // at once.
     if ((byteClasses[static_cast<unsigned char>(*p)] & separator) == 0) return nullptr;
+    ++p;  // past that separator, which the first search for the next attribute need not test again
     TagAttributeView* const attributes = tag.attributes.data();
     std::size_t count = 0;
     buffers.decodedUsed = 0;
@@ -254,7 +255,7 @@ const char* PlainTagReader::readAttributes(const char* p, StartTag& tag, DirectT
     // endOfBytes), which is neither a separator nor a byte a name or value holds, nor '=' or '"':
     // the checks each part needs anyway decline the tag there.
     for (;;) {
-        // p is after the name or after a value's closing quote.
+        // p is after the name's separator or after a value's closing quote.
         const char* const next = skipSeparators(p);
         if ((byteClasses[static_cast<unsigned char>(*next)] & endsAttributes) != 0) {  // '>' or "/>"
             tag.attributeCount = count;

@@ -57,11 +57,21 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
         mergeAttributes(node, tag);
         return;
     }
-    // A new node and names that differ: each attribute is appended.
-    attributes.reserve(tag.attributeCount);
-    for (std::size_t i = 0; i < tag.attributeCount; ++i) {
-        // The room is reserved: appending cannot fail once the attribute is made.
-        attributes.push_back(NodeAccess::newAttribute(tag.attributes[i].name, tag.attributes[i].value, true).release());
+    // A new node and names that differ: each attribute is added in the order read. (The count and the
+    // views are read once: the list's changes could otherwise change them, as far as the compiler knows.)
+    const std::size_t count = tag.attributeCount;
+    const TagAttributeView* const read = tag.attributes.data();
+    // Most tags with attributes have one: its list is made holding it, in one step. A longer list is
+    // reserved first. (One place makes the attributes, so that making them is compiled into it.)
+    if (count != 1) attributes.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::unique_ptr<KpXmlAttributeData> made = NodeAccess::newAttribute(read[i].name, read[i].value, true);
+        if (count == 1) {
+            attributes.assign(1, made.get());  // should this fail, made deletes the attribute
+        } else {
+            attributes.push_back(made.get());  // the room is reserved: this cannot fail
+        }
+        made.release();
     }
 }
 

@@ -21,8 +21,11 @@ using KpXml::test::allocationsLeft;
 
 namespace {
 
+// A tag of several attributes, one of which takes memory of its own.
+const std::string openTag = "<open n=\"1\" m=\"another value longer than a short string\">";
 const std::string document =
-    "<r a=\"1&amp;2\"><done k=\"a value longer than a short string\">x &lt; y</done><open><deep>partial text</deep></open></r>";
+    "<r a=\"1&amp;2\"><done k=\"a value longer than a short string\">x &lt; y</done>" + openTag +
+    "<deep>partial text</deep></open></r>";
 // What the elements before the failure point make.
 const std::string readBeforeTheFailure = "<r a=\"1&amp;2\">\n<done k=\"a value longer than a short string\">x &lt; y</done>\n";
 
@@ -47,7 +50,7 @@ TEST(ParseFailureTest, AStreamBufferThatThrowsLeavesWhatWasReadAndABadStream) {
     KpXmlTree tree("old");
     tree.buildOfStream(in);  // the elements begun are kept, closed where the input stopped
     EXPECT_TRUE(in.bad());
-    const std::string kept = readBeforeTheFailure + "<open>\n<deep />\n</open>\n</r>\n";
+    const std::string kept = readBeforeTheFailure + openTag + "\n<deep />\n</open>\n</r>\n";
     EXPECT_EQ(written(tree), kept);
 
     FailingBuffer loud(limit);
@@ -62,7 +65,7 @@ TEST(ParseFailureTest, AStreamBufferThatThrowsLeavesWhatWasReadAndABadStream) {
 }
 
 TEST(ParseFailureTest, RunningOutOfMemoryAtAnyAllocationReachesTheCaller) {
-    const std::string complete = readBeforeTheFailure + "<open>\n<deep>partial text</deep>\n</open>\n</r>\n";
+    const std::string complete = readBeforeTheFailure + openTag + "\n<deep>partial text</deep>\n</open>\n</r>\n";
     {
         std::istringstream in(document);  // fills the node pools first: the failures below hit the parse
         ASSERT_EQ(written(KpXmlTree(in)), complete);
