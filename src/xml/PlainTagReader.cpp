@@ -61,7 +61,7 @@ PlainTagReader::PlainTagReader(const std::string& separators, const EntityMap& e
     }
     knownByFirstByte.resize(256);
     for (const KnownReference& entry : knownReferences) {
-        // A name that a reference read directly cannot have is left out (see findKnown).
+        // A name that a reference read directly cannot have is left out (see matchKnown).
         if (entry.name.empty() || entry.name.find_first_of(";\"&<>") != std::string_view::npos) continue;
         KnownRange& range = knownByFirstByte[static_cast<unsigned char>(entry.name[0])];
         if (range.begin == nullptr) range.begin = &entry;
@@ -98,22 +98,6 @@ void PlainTagReader::makeRoomForAttributes(StartTag& tag) {
     if (tag.attributes.size() < maxAttributes) tag.attributes.resize(maxAttributes);
 }
 
-[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
-    if (length == 0) {  // an empty name sorts first
-        return !knownReferences.empty() && knownReferences.front().name.empty() ? &knownReferences.front() : nullptr;
-    }
-    const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
-    for (const KnownReference* entry = range.begin; entry != range.end; ++entry) {
-        if (entry->name.size() != length) continue;
-        // Byte by byte after the first, which the range matched: the names are a few bytes long.
-        const char* known = entry->name.data();
-        std::size_t i = 1;
-        while (i != length && known[i] == name[i]) ++i;
-        if (i == length) return entry;
-    }
-    return nullptr;
-}
-
 [[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::matchKnown(const char* name,
                                                                                         const char*& after) const {
     const KnownRange range = knownByFirstByte[static_cast<unsigned char>(name[0])];
@@ -130,6 +114,15 @@ void PlainTagReader::makeRoomForAttributes(StartTag& tag) {
         }
     }
     return nullptr;
+}
+
+[[gnu::always_inline]] inline const PlainTagReader::KnownReference* PlainTagReader::findKnown(const char* name, std::size_t length) const {
+    if (length == 0) {  // an empty name sorts first
+        return !knownReferences.empty() && knownReferences.front().name.empty() ? &knownReferences.front() : nullptr;
+    }
+    // The ';' at name[length] is the first after name: the entry that matches up to a ';' is this one.
+    const char* after = nullptr;
+    return matchKnown(name, after);
 }
 
 PlainTagReader::TextReference PlainTagReader::readTextReference(const char* p) const {

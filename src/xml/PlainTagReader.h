@@ -245,14 +245,15 @@ private:
         const KnownReference* end = nullptr;
     };
 
-    // The entry of the entity table named [name, name + length), or null. The name holds none of
-    // ; " & < >, as the search for its ';' stopped at the first of them: entries whose names hold
-    // one are never found.
-    const KnownReference* findKnown(const char* name, std::size_t length) const;
     // The entry of the entity table whose name, followed by ';', starts at name (a byte of the
-    // bytes in hand), with the position after that ';' in after; null when there is none. As
-    // findKnown: it is the entry that the name up to the first ';' names.
+    // bytes in hand), with the position after that ';' in after; null when there is none. Entries
+    // whose names hold one of ; " & < > are never found, so that this is the entry that the name up
+    // to the first ';' names.
     const KnownReference* matchKnown(const char* name, const char*& after) const;
+    // The entry of the entity table named [name, name + length), where name[length] is the first
+    // ';' after name (the search for it stopped at the first of ; " & < >), or null. As matchKnown,
+    // and the empty name too.
+    const KnownReference* findKnown(const char* name, std::size_t length) const;
 
     ByteClasses byteClasses{};
     const EntityMap entityTable;
