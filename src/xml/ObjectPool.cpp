@@ -56,7 +56,10 @@ ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpX
 struct OwnCaches {
     ThreadCache caches[poolCount] = {};
     platform::ThreadExitCall atExit{};
+    platform::ThreadExitCall alsoAtExit{};  // another part's call at the thread's end; no function when none
 };
+// The record of this thread's caches; null before they are made and after the thread's end.
+[[gnu::tls_model("initial-exec")]] thread_local OwnCaches* ownRecord = nullptr;
 
 // Whether the thread has handed its lists back at its end.
 [[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
@@ -216,6 +219,7 @@ FreeSlot* linkRange(const ObjectPool& pool, unsigned char* first, unsigned char*
 // them; from then on the thread's slots go straight to the store and back.
 void endThread(void* own) {
     auto* const ended = static_cast<OwnCaches*>(own);
+    if (ended->alsoAtExit.function != nullptr) ended->alsoAtExit.function(ended->alsoAtExit.argument);
     for (std::size_t index = 0; index < poolCount; ++index) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
@@ -225,6 +229,7 @@ void endThread(void* own) {
     }
     delete ended;
     threadCaches = noCaches;
+    ownRecord = nullptr;
     threadEnded = true;
 }
 
@@ -240,10 +245,17 @@ ThreadCache* ownCaches() noexcept {
         return noCaches;
     }
     threadCaches = own->caches;
+    ownRecord = own;
     return threadCaches;
 }
 
 }  // namespace
+
+bool callWithPoolsAtThreadExit(const platform::ThreadExitCall& call) noexcept {
+    if (ownCaches() == noCaches) return false;
+    ownRecord->alsoAtExit = call;
+    return true;
+}
 
 // The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it
 // has no fresh slots: the list is refilled from the spare list, or the store's slots taken.

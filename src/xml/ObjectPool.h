@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/ThreadExit.h"
+
 namespace KpXml::detail {
 
 // Memory for the library's many small objects of one size (nodes, attributes): slots carved from
@@ -49,6 +51,11 @@ public:
     BlockReleaseDeferral(const BlockReleaseDeferral&) = delete;
     BlockReleaseDeferral& operator=(const BlockReleaseDeferral&) = delete;
 };
+
+// Arranges for call.function(call.argument) to run when the calling thread ends, just before its
+// pools' caches are handed back (one such call per thread: a later one replaces it). Returns false,
+// arranging nothing, after the thread's end or when its caches cannot be made.
+bool callWithPoolsAtThreadExit(const platform::ThreadExitCall& call) noexcept;
 
 // The pools of the two node classes.
 ObjectPool& nodePool();

@@ -1,11 +1,13 @@
 #include "xml/TreeBuilder.h"
 
+#include <new>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
 #include "xml/NodeAttributes.h"
 #include "xml/NodeLifetime.h"
+#include "xml/ObjectPool.h"
 
 namespace KpXml::detail {
 
@@ -75,14 +77,16 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     }
 }
 
-std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
-    thread_local std::vector<Level> spare;
+TreeBuilder::SpareStacks*& TreeBuilder::spareStacks() noexcept {
+    // A plain pointer with a constant initial value: still usable by a parse that runs after the
+    // thread's thread_local objects are gone (from the destructor of one made before them).
+    [[gnu::tls_model("initial-exec")]] thread_local SpareStacks* spare = nullptr;
     return spare;
 }
 
-std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
-    thread_local std::vector<KpXmlData*> spare;
-    return spare;
+void TreeBuilder::freeSpareStacks(void* spare) noexcept {
+    delete static_cast<SpareStacks*>(spare);
+    spareStacks() = nullptr;
 }
 
 TreeBuilder::TreeBuilder(KpXmlData& root) {
@@ -90,9 +94,11 @@ TreeBuilder::TreeBuilder(KpXmlData& root) {
     // are taken over rather than allocated again. They are kept only while small (freed when the
     // thread ends), so a thread holds no more than keptBytes for each. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
-    levels.swap(spareLevels());
-    pendingChildren.swap(sparePendingChildren());
-    levels.clear();
+    if (SpareStacks* const spare = spareStacks(); spare != nullptr) {
+        levels.swap(spare->levels);
+        pendingChildren.swap(spare->pendingChildren);
+        levels.clear();
+    }
     if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
     levels.emplace_back(&root, 0, std::string_view(), true, false);
@@ -105,10 +111,23 @@ TreeBuilder::~TreeBuilder() {
     // Only after an exception are there any: they belong to no tree.
     for (KpXmlData* child : pendingChildren) delete child;
     pendingChildren.clear();
-    if (levels.capacity() * sizeof(Level) <= keptBytes && pendingChildren.capacity() * sizeof(KpXmlData*) <= keptBytes) {
-        levels.swap(spareLevels());
-        pendingChildren.swap(sparePendingChildren());
+    if (levels.capacity() * sizeof(Level) > keptBytes || pendingChildren.capacity() * sizeof(KpXmlData*) > keptBytes) {
+        return;
     }
+    SpareStacks*& spare = spareStacks();
+    if (spare == nullptr) {
+        // The thread's first parse, or one after its end: the stacks are kept only where they are
+        // freed at the thread's end; otherwise this parse's own are freed with it.
+        spare = new (std::nothrow) SpareStacks;
+        if (spare == nullptr) return;
+        if (!callWithPoolsAtThreadExit(platform::ThreadExitCall{&freeSpareStacks, spare})) {
+            delete spare;
+            spare = nullptr;
+            return;
+        }
+    }
+    levels.swap(spare->levels);
+    pendingChildren.swap(spare->pendingChildren);
 }
 
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {

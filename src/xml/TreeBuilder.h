@@ -65,8 +65,15 @@ private:
 
     // The level stack and the pending children of the last parse on this thread, kept for the
     // next one (see the constructor).
-    static std::vector<Level>& spareLevels();
-    static std::vector<KpXmlData*>& sparePendingChildren();
+    struct SpareStacks {
+        std::vector<Level> levels;
+        std::vector<KpXmlData*> pendingChildren;
+    };
+    // The thread's spare stacks, made by the first parse that keeps its own; null before, and after
+    // the thread's end, when a parse makes and frees its own.
+    static SpareStacks*& spareStacks() noexcept;
+    // Deletes the spare stacks at spare, at the thread's end.
+    static void freeSpareStacks(void* spare) noexcept;
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
     // The depth from which the elements of the open levels no longer stay in the cache together.
