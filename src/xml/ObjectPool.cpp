@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 #include <new>
+#include <type_traits>
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
@@ -50,19 +51,18 @@ constexpr std::size_t slotsPerBlockOf() {
 ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
                                ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
 // This thread's caches, made on its first use of a pool and deleted when it ends, which hands
-// their lists back. On the heap, and reached at the thread's end through the system's own record
-// of the thread (see callAtThreadExit): where thread storage is emulated (mingw-w64), a thread's
-// thread_local variables may be gone by the time anything runs at its end.
+// their lists back. On the heap, and found through the system's own record of the thread (see
+// platform/ThreadExit.h) whenever threadCaches holds its initial value: where thread storage is
+// emulated (mingw-w64), a thread's thread_local variables may be freed at its end before the
+// caches are handed back, and come back with their initial values when used again.
 struct OwnCaches {
     ThreadCache caches[poolCount] = {};
     platform::ThreadExitCall atExit{};
-    platform::ThreadExitCall alsoAtExit{};  // another part's call at the thread's end; no function when none
+    platform::ThreadExitCall kept{};  // see objectKeptWithPools
 };
-// The record of this thread's caches; null before they are made and after the thread's end.
-[[gnu::tls_model("initial-exec")]] thread_local OwnCaches* ownRecord = nullptr;
+static_assert(std::is_standard_layout_v<OwnCaches> && offsetof(OwnCaches, caches) == 0,
+              "a thread's caches pointer is also its record's address");
 
-// Whether the thread has handed its lists back at its end.
-[[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
 // The number of BlockReleaseDeferral objects alive on this thread.
 [[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
 
@@ -216,10 +216,11 @@ FreeSlot* linkRange(const ObjectPool& pool, unsigned char* first, unsigned char*
 }
 
 // Hands the lists of the caches at own back, gives their kept blocks back to the heap and deletes
-// them; from then on the thread's slots go straight to the store and back.
+// them, after freeing the object kept with them; from then on the thread's slots go straight to
+// the store and back.
 void endThread(void* own) {
     auto* const ended = static_cast<OwnCaches*>(own);
-    if (ended->alsoAtExit.function != nullptr) ended->alsoAtExit.function(ended->alsoAtExit.argument);
+    if (ended->kept.function != nullptr) ended->kept.function(ended->kept.argument);
     for (std::size_t index = 0; index < poolCount; ++index) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
@@ -228,40 +229,66 @@ void endThread(void* own) {
         releaseKept(pools[index], cache);
     }
     delete ended;
+    // Where the thread's storage is still there, its pointer leads to the deleted caches. Where it
+    // was freed, this makes it again, for the threads library to free (see callAtThreadExit).
     threadCaches = noCaches;
-    ownRecord = nullptr;
-    threadEnded = true;
 }
 
-// The thread's own caches, made on its first call; noCaches after the thread's end, or when there
-// is no memory for them or no way to hand them back at the thread's end.
-ThreadCache* ownCaches() noexcept {
-    if (threadCaches != noCaches || threadEnded) return threadCaches;
+// The thread's own caches, made on its first call; null after the thread's end, or when there is
+// no memory for them or no way to hand them back at the thread's end.
+OwnCaches* ownCaches() noexcept {
+    if (threadCaches != noCaches) return reinterpret_cast<OwnCaches*>(threadCaches);
+    // Before the thread's first use of the pools, after its end, or after its thread storage was
+    // freed and made again while the caches live: the system's record tells which.
+    if (platform::ThreadExitCall* const arranged = platform::arrangedThreadExitCall(); arranged != nullptr) {
+        auto* const own = static_cast<OwnCaches*>(arranged->argument);
+        threadCaches = own->caches;
+        return own;
+    }
+    if (platform::threadExitCallMade()) return nullptr;
     auto* const own = new (std::nothrow) OwnCaches;
-    if (own == nullptr) return noCaches;
+    if (own == nullptr) return nullptr;
     own->atExit = platform::ThreadExitCall{&endThread, own};
     if (!platform::callAtThreadExit(&own->atExit)) {
         delete own;
-        return noCaches;
+        return nullptr;
     }
     threadCaches = own->caches;
-    ownRecord = own;
-    return threadCaches;
+    return own;
+}
+
+// Whether the thread's caches pointer held its initial value and now leads to its caches: made
+// now, or found again, maybe with slots and room, after the thread's storage was made again. The
+// fast path is then tried again (once: the pointer is set).
+bool cachesPointerSetNow() noexcept {
+    return threadCaches == noCaches && ownCaches() != nullptr;
+}
+
+// allocateSlot and releaseSlot for the class of pools[index].
+void* allocateAgain(std::size_t index) {
+    if (index == poolIndex<KpXmlData>()) return allocateSlot<KpXmlData>(sizeof(KpXmlData));
+    return allocateSlot<KpXmlAttributeData>(sizeof(KpXmlAttributeData));
+}
+
+void releaseAgain(std::size_t index, FreeSlot* slot) noexcept {
+    if (index == poolIndex<KpXmlData>()) return releaseSlot<KpXmlData>(slot, sizeof(KpXmlData));
+    releaseSlot<KpXmlAttributeData>(slot, sizeof(KpXmlAttributeData));
 }
 
 }  // namespace
 
-bool callWithPoolsAtThreadExit(const platform::ThreadExitCall& call) noexcept {
-    if (ownCaches() == noCaches) return false;
-    ownRecord->alsoAtExit = call;
-    return true;
+platform::ThreadExitCall* objectKeptWithPools() noexcept {
+    OwnCaches* const own = ownCaches();
+    return own != nullptr ? &own->kept : nullptr;
 }
 
 // The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it
-// has no fresh slots: the list is refilled from the spare list, or the store's slots taken.
+// has no fresh slots: the list is refilled from the spare list, or the store's slots taken. Also
+// on the thread's first use of its caches pointer.
 void* refillAndAllocate(std::size_t index) {
+    if (cachesPointerSetNow()) return allocateAgain(index);
     const ObjectPool& pool = pools[index];
-    ThreadCache* const caches = ownCaches();
+    ThreadCache* const caches = threadCaches;
     std::size_t count = pool.slotsPerBlock;
     FreeSlot* list = nullptr;
     if (caches != noCaches && caches[index].spare != nullptr) {
@@ -302,12 +329,14 @@ void* refillAndAllocate(std::size_t index) {
 }
 
 // Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
-// the pool, or when the list is full (it becomes the spare, or goes back to the store when there
-// is one already), or after the thread's end (the slot goes straight back).
+// the pool (or of its caches pointer), or when the list is full (it becomes the spare, or goes
+// back to the store when there is one already), or after the thread's end (the slot goes straight
+// back).
 void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
+    if (cachesPointerSetNow()) return releaseAgain(index, slot);
     const ObjectPool& pool = pools[index];
     link(slot, nullptr, pool.slotSize);
-    ThreadCache* const caches = ownCaches();
+    ThreadCache* const caches = threadCaches;
     if (caches == noCaches) {
         returnList(pool, slot, nullptr);
         return;

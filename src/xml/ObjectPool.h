@@ -52,10 +52,12 @@ public:
     BlockReleaseDeferral& operator=(const BlockReleaseDeferral&) = delete;
 };
 
-// Arranges for call.function(call.argument) to run when the calling thread ends, just before its
-// pools' caches are handed back (one such call per thread: a later one replaces it). Returns false,
-// arranging nothing, after the thread's end or when its caches cannot be made.
-bool callWithPoolsAtThreadExit(const platform::ThreadExitCall& call) noexcept;
+// The place kept with the calling thread's pools' caches for one other part's per-thread object
+// (the tree builder's spare stacks): the object (argument) and the function that frees it
+// (function), called at the thread's end just before the caches are handed back; both null until
+// that part sets them. Null when the thread has no caches: after its end, or when they cannot be
+// made.
+platform::ThreadExitCall* objectKeptWithPools() noexcept;
 
 // The pools of the two node classes.
 ObjectPool& nodePool();

@@ -77,24 +77,17 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     }
 }
 
-TreeBuilder::SpareStacks*& TreeBuilder::spareStacks() noexcept {
-    // A plain pointer with a constant initial value: still usable by a parse that runs after the
-    // thread's thread_local objects are gone (from the destructor of one made before them).
-    [[gnu::tls_model("initial-exec")]] thread_local SpareStacks* spare = nullptr;
-    return spare;
-}
-
 void TreeBuilder::freeSpareStacks(void* spare) noexcept {
     delete static_cast<SpareStacks*>(spare);
-    spareStacks() = nullptr;
 }
 
-TreeBuilder::TreeBuilder(KpXmlData& root) {
+TreeBuilder::TreeBuilder(KpXmlData& root) : spareStacks(objectKeptWithPools()) {
     // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
     // are taken over rather than allocated again. They are kept only while small (freed when the
     // thread ends), so a thread holds no more than keptBytes for each. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
-    if (SpareStacks* const spare = spareStacks(); spare != nullptr) {
+    if (spareStacks != nullptr && spareStacks->argument != nullptr) {
+        auto* const spare = static_cast<SpareStacks*>(spareStacks->argument);
         levels.swap(spare->levels);
         pendingChildren.swap(spare->pendingChildren);
         levels.clear();
@@ -111,21 +104,17 @@ TreeBuilder::~TreeBuilder() {
     // Only after an exception are there any: they belong to no tree.
     for (KpXmlData* child : pendingChildren) delete child;
     pendingChildren.clear();
-    if (levels.capacity() * sizeof(Level) > keptBytes || pendingChildren.capacity() * sizeof(KpXmlData*) > keptBytes) {
+    if (spareStacks == nullptr || levels.capacity() * sizeof(Level) > keptBytes ||
+        pendingChildren.capacity() * sizeof(KpXmlData*) > keptBytes) {
         return;
     }
-    SpareStacks*& spare = spareStacks();
-    if (spare == nullptr) {
-        // The thread's first parse, or one after its end: the stacks are kept only where they are
-        // freed at the thread's end; otherwise this parse's own are freed with it.
-        spare = new (std::nothrow) SpareStacks;
+    if (spareStacks->argument == nullptr) {
+        // The thread's first parse to keep its stacks.
+        auto* const spare = new (std::nothrow) SpareStacks;
         if (spare == nullptr) return;
-        if (!callWithPoolsAtThreadExit(platform::ThreadExitCall{&freeSpareStacks, spare})) {
-            delete spare;
-            spare = nullptr;
-            return;
-        }
+        *spareStacks = platform::ThreadExitCall{&freeSpareStacks, spare};
     }
+    auto* const spare = static_cast<SpareStacks*>(spareStacks->argument);
     levels.swap(spare->levels);
     pendingChildren.swap(spare->pendingChildren);
 }

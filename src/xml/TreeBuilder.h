@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kpxml/KpXmlData.h"
+#include "platform/ThreadExit.h"
 #include "xml/NodeLifetime.h"
 #include "xml/ParseEvents.h"
 
@@ -64,14 +65,11 @@ private:
     static void applyAttributes(KpXmlData& node, const StartTag& tag);
 
     // The level stack and the pending children of the last parse on this thread, kept for the
-    // next one (see the constructor).
+    // next one (see the constructor) with the thread's node pools (see objectKeptWithPools).
     struct SpareStacks {
         std::vector<Level> levels;
         std::vector<KpXmlData*> pendingChildren;
     };
-    // The thread's spare stacks, made by the first parse that keeps its own; null before, and after
-    // the thread's end, when a parse makes and frees its own.
-    static SpareStacks*& spareStacks() noexcept;
     // Deletes the spare stacks at spare, at the thread's end.
     static void freeSpareStacks(void* spare) noexcept;
 
@@ -83,6 +81,9 @@ private:
     // makes glibc merge all its small free blocks, which its next small requests then pay for).
     static constexpr std::size_t keptBytes = 64 * 1024;
 
+    // Where the thread keeps its spare stacks: null after the thread's end, when the parse makes
+    // and frees its own.
+    platform::ThreadExitCall* const spareStacks;
     std::vector<Level> levels;  // the document level first, the innermost last
     // The children read and not yet attached, by level; the builder owns them until they are.
     std::vector<KpXmlData*> pendingChildren;

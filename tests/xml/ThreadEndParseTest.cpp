@@ -1,15 +1,20 @@
-// A parse still works after the end of the thread it runs on: from the destructor of a
-// thread_local object made before the thread's first parse, which runs after the library's own
-// per-thread state has gone, and from the destructor of a static object, which runs after the
-// main thread's. The parse builds the whole tree, and leaves nothing behind and uses nothing
-// freed (the sanitizer build reports either). Which of a thread's thread_local objects is
-// destroyed first differs between systems: only the tree the parse gives is asserted.
+// A parse still works at the end of the thread it runs on, before or after the library's own
+// per-thread state there has gone: from the destructor of a thread_local object made before the
+// thread's first parse, from the destructor of a thread key's value, and from the destructor of a
+// static object, which runs after the main thread's end. The parse builds the whole tree, uses
+// nothing freed (the sanitizer build reports it), and leaves nothing behind: when the thread has
+// ended, every block its parses took from the node pools has gone back. In which order a
+// thread's thread_local objects, its keys' values and the library's own state go differs
+// between systems: the test asserts only the tree and what the thread leaves behind.
 
 #include "kpxml/KpXmlTree.h"
 
 #include <gtest/gtest.h>
 
 #include "support/ParseComparison.h"
+#include "xml/ObjectPool.h"
+
+#include <pthread.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -28,12 +33,17 @@ std::string parsedTree(const char* text) {
     return KpXml::test::dump(tree.getRoot());
 }
 
-// Parses the document when destroyed, and stores the tree where it was told to.
+// Where the parse at a thread's end stores its tree; set by the test before the thread starts.
+// Outside the objects whose destructors parse: such a destructor reads nothing of its own object,
+// since a thread_local object's storage may be gone before its destructor runs.
+std::string* treeAtThreadEnd = nullptr;
+
+void parseAtThreadEnd(void* = nullptr) {
+    *treeAtThreadEnd = parsedTree(document);
+}
+
 struct ParseOnDestruction {
-    std::string* result = nullptr;
-    ~ParseOnDestruction() {
-        if (result != nullptr) *result = parsedTree(document);
-    }
+    ~ParseOnDestruction() { parseAtThreadEnd(); }
 };
 
 // Made before main, so destroyed after the main thread's thread_local objects: a wrong tree
@@ -48,30 +58,72 @@ struct ParseAfterMain {
     }
 } parseAfterMain;
 
+std::size_t poolBytesReserved() {
+    return KpXml::detail::nodePool().bytesReserved() + KpXml::detail::attributePool().bytesReserved();
+}
+
 TEST(ThreadEndParseTest, TheDocumentReadHere) {
     EXPECT_EQ(parsedTree(document), documentTree);
 }
 
-TEST(ThreadEndParseTest, ParseInTheDestructorOfAThreadLocalMadeFirst) {
+pthread_key_t newParsingKey() {
+    pthread_key_t key{};
+    if (pthread_key_create(&key, &parseAtThreadEnd) != 0) std::abort();
+    return key;
+}
+
+// Thread keys whose values' destructors parse: one made before the library's first parse, and
+// one after it (made by the test, after a parse). Where the keys' destructors run in the order
+// the keys were made, the first parses before the library's own end, the second after it. The
+// first is made after the program's first use of its thread storage: where that storage is
+// emulated through a thread key of its own, the first parses after the thread's thread_local
+// variables have gone and before the library's end.
+const pthread_key_t keyMadeFirst = [] {
+    thread_local int storageUsed = 0;
+    int* volatile used = &storageUsed;
+    *used = 1;
+    return newParsingKey();
+}();
+
+TEST(ThreadEndParseTest, ParseAtTheEndOfAThread) {
+    ASSERT_EQ(parsedTree(document), documentTree);
+    static const pthread_key_t keyMadeLast = newParsingKey();
     const struct {
         const char* what;
-        int parsesBefore;  // parses on the thread before it ends
-    } cases[] = {
+        const pthread_key_t* key;  // null: a thread_local object made before the thread's first parse
+    } wheres[] = {
+        {"thread_local", nullptr},
+        {"key made first", &keyMadeFirst},
+        {"key made last", &keyMadeLast},
+    };
+    const struct {
+        const char* what;
+        int count;  // parses on the thread before it ends
+    } parsesBefore[] = {
         {"no parse before: the thread's first parse comes at its end", 0},
         {"one parse before, whose stacks the thread keeps", 1},
         {"parses before, the last of which takes over the kept stacks", 3},
     };
-    for (const auto& c : cases) {
-        std::string atEnd;
-        std::string before;
-        std::thread([&] {
-            thread_local ParseOnDestruction parser;
-            parser.result = &atEnd;
-            for (int i = 0; i < c.parsesBefore; ++i) before = parsedTree(document);
-        }).join();
-        EXPECT_EQ(atEnd, documentTree) << c.what;
-        if (c.parsesBefore != 0) {
-            EXPECT_EQ(before, documentTree) << c.what;
+    for (const auto& where : wheres) {
+        for (const auto& parses : parsesBefore) {
+            std::string atEnd;
+            std::string before;
+            treeAtThreadEnd = &atEnd;
+            const std::size_t reserved = poolBytesReserved();
+            std::thread([&] {
+                if (where.key == nullptr) {
+                    thread_local ParseOnDestruction parser;
+                    static_cast<void>(parser);
+                } else {
+                    EXPECT_EQ(pthread_setspecific(*where.key, where.key), 0);
+                }
+                for (int i = 0; i < parses.count; ++i) before = parsedTree(document);
+            }).join();
+            EXPECT_EQ(atEnd, documentTree) << where.what << "; " << parses.what;
+            if (parses.count != 0) {
+                EXPECT_EQ(before, documentTree) << where.what << "; " << parses.what;
+            }
+            EXPECT_EQ(poolBytesReserved(), reserved) << where.what << "; " << parses.what;
         }
     }
 }
