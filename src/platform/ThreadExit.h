@@ -10,12 +10,13 @@
 
 namespace KpXml::detail::platform {
 
+// A call made when a thread ends: part of the object that it ends (a class derived from this
+// one), which function finds from call.
 struct ThreadExitCall {
-    void (*function)(void* argument);
-    void* argument;
+    void (*function)(ThreadExitCall* call);
 };
 
-// Arranges for call->function(call->argument) to run once when the calling thread ends; call must
+// Arranges for call->function(call) to run once when the calling thread ends; call must
 // stay valid until then. One call per thread (a later one replaces it). The call runs among the
 // threads library's own calls at the thread's end, so a thread_local variable it sets is freed
 // with the rest of the thread's storage, even one made again by that use. Returns false, arranging

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <mutex>
 #include <new>
-#include <type_traits>
 
 #include "kpxml/KpXmlAttributeData.h"
 #include "kpxml/KpXmlData.h"
@@ -51,17 +50,17 @@ constexpr std::size_t slotsPerBlockOf() {
 ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
                                ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
 // This thread's caches, made on its first use of a pool and deleted when it ends, which hands
-// their lists back. On the heap, and found through the system's own record of the thread (see
+// their lists back: they are the call made at the thread's end (endThread), the only one the
+// library arranges. On the heap, and found through the system's own record of the thread (see
 // platform/ThreadExit.h) whenever threadCaches holds its initial value: where thread storage is
 // emulated (mingw-w64), a thread's thread_local variables may be freed at its end before the
 // caches are handed back, and come back with their initial values when used again.
-struct OwnCaches {
+struct OwnCaches : platform::ThreadExitCall {
     ThreadCache caches[poolCount] = {};
-    platform::ThreadExitCall atExit{};
-    platform::ThreadExitCall kept{};  // see objectKeptWithPools
+    platform::ThreadExitCall* callBefore = nullptr;  // see threadExitCallBeforePools
 };
-static_assert(std::is_standard_layout_v<OwnCaches> && offsetof(OwnCaches, caches) == 0,
-              "a thread's caches pointer is also its record's address");
+// The thread's caches' record, set with threadCaches: null while that is noCaches.
+[[gnu::tls_model("initial-exec")]] thread_local OwnCaches* ownRecord = nullptr;
 
 // The number of BlockReleaseDeferral objects alive on this thread.
 [[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
@@ -215,12 +214,12 @@ FreeSlot* linkRange(const ObjectPool& pool, unsigned char* first, unsigned char*
     return head;
 }
 
-// Hands the lists of the caches at own back, gives their kept blocks back to the heap and deletes
-// them, after freeing the object kept with them; from then on the thread's slots go straight to
-// the store and back.
-void endThread(void* own) {
-    auto* const ended = static_cast<OwnCaches*>(own);
-    if (ended->kept.function != nullptr) ended->kept.function(ended->kept.argument);
+// Makes the call set to come before, then hands the lists of the caches that call is part of
+// back, gives their kept blocks back to the heap and deletes them; from then on the thread's slots
+// go straight to the store and back.
+void endThread(platform::ThreadExitCall* call) {
+    auto* const ended = static_cast<OwnCaches*>(call);
+    if (platform::ThreadExitCall* const before = ended->callBefore; before != nullptr) before->function(before);
     for (std::size_t index = 0; index < poolCount; ++index) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
@@ -229,39 +228,45 @@ void endThread(void* own) {
         releaseKept(pools[index], cache);
     }
     delete ended;
-    // Where the thread's storage is still there, its pointer leads to the deleted caches. Where it
+    // Where the thread's storage is still there, its pointers lead to the deleted caches. Where it
     // was freed, this makes it again, for the threads library to free (see callAtThreadExit).
     threadCaches = noCaches;
+    ownRecord = nullptr;
 }
 
-// The thread's own caches, made on its first call; null after the thread's end, or when there is
-// no memory for them or no way to hand them back at the thread's end.
-OwnCaches* ownCaches() noexcept {
-    if (threadCaches != noCaches) return reinterpret_cast<OwnCaches*>(threadCaches);
-    // Before the thread's first use of the pools, after its end, or after its thread storage was
-    // freed and made again while the caches live: the system's record tells which.
-    if (platform::ThreadExitCall* const arranged = platform::arrangedThreadExitCall(); arranged != nullptr) {
-        auto* const own = static_cast<OwnCaches*>(arranged->argument);
-        threadCaches = own->caches;
-        return own;
-    }
-    if (platform::threadExitCallMade()) return nullptr;
-    auto* const own = new (std::nothrow) OwnCaches;
-    if (own == nullptr) return nullptr;
-    own->atExit = platform::ThreadExitCall{&endThread, own};
-    if (!platform::callAtThreadExit(&own->atExit)) {
-        delete own;
-        return nullptr;
+// The thread's own caches when its caches pointer holds its initial value: before the thread's
+// first use of the pools, after its end, or after its thread storage was freed and made again
+// while the caches live; the system's record tells which. Made when there are none yet; null
+// after the thread's end, or when there is no memory for them or no way to hand them back at the
+// thread's end.
+[[gnu::noinline]] OwnCaches* ownCachesFoundOrMade() noexcept {
+    OwnCaches* own = static_cast<OwnCaches*>(platform::arrangedThreadExitCall());
+    if (own == nullptr) {
+        if (platform::threadExitCallMade()) return nullptr;
+        own = new (std::nothrow) OwnCaches;
+        if (own == nullptr) return nullptr;
+        own->function = &endThread;
+        if (!platform::callAtThreadExit(own)) {
+            delete own;
+            return nullptr;
+        }
     }
     threadCaches = own->caches;
+    ownRecord = own;
     return own;
+}
+
+// The thread's own caches (see ownCachesFoundOrMade).
+OwnCaches* ownCaches() noexcept {
+    if (OwnCaches* const own = ownRecord; own != nullptr) return own;
+    return ownCachesFoundOrMade();
 }
 
 // Whether the thread's caches pointer held its initial value and now leads to its caches: made
 // now, or found again, maybe with slots and room, after the thread's storage was made again. The
 // fast path is then tried again (once: the pointer is set).
 bool cachesPointerSetNow() noexcept {
-    return threadCaches == noCaches && ownCaches() != nullptr;
+    return threadCaches == noCaches && ownCachesFoundOrMade() != nullptr;
 }
 
 // allocateSlot and releaseSlot for the class of pools[index].
@@ -277,9 +282,9 @@ void releaseAgain(std::size_t index, FreeSlot* slot) noexcept {
 
 }  // namespace
 
-platform::ThreadExitCall* objectKeptWithPools() noexcept {
+platform::ThreadExitCall** threadExitCallBeforePools() noexcept {
     OwnCaches* const own = ownCaches();
-    return own != nullptr ? &own->kept : nullptr;
+    return own != nullptr ? &own->callBefore : nullptr;
 }
 
 // The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it

@@ -52,12 +52,11 @@ public:
     BlockReleaseDeferral& operator=(const BlockReleaseDeferral&) = delete;
 };
 
-// The place kept with the calling thread's pools' caches for one other part's per-thread object
-// (the tree builder's spare stacks): the object (argument) and the function that frees it
-// (function), called at the thread's end just before the caches are handed back; both null until
-// that part sets them. Null when the thread has no caches: after its end, or when they cannot be
-// made.
-platform::ThreadExitCall* objectKeptWithPools() noexcept;
+// The place, kept with the calling thread's caches of the pools, for one other part's call at the
+// thread's end (the tree builder's, which frees its spare stacks): null until that part sets it;
+// the call it points to is made just before the caches are handed back, and must stay valid until
+// then. Null when the thread has no caches: after its end, or when they cannot be made.
+platform::ThreadExitCall** threadExitCallBeforePools() noexcept;
 
 // The pools of the two node classes.
 ObjectPool& nodePool();

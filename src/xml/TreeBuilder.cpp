@@ -77,19 +77,22 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     }
 }
 
-void TreeBuilder::freeSpareStacks(void* spare) noexcept {
-    delete static_cast<SpareStacks*>(spare);
+void TreeBuilder::freeSpareStacks(platform::ThreadExitCall* call) noexcept {
+    delete static_cast<SpareStacks*>(call);
 }
 
-TreeBuilder::TreeBuilder(KpXmlData& root) : spareStacks(objectKeptWithPools()) {
+TreeBuilder::SpareStacks* TreeBuilder::spare() const noexcept {
+    return spareStacksCall != nullptr ? static_cast<SpareStacks*>(*spareStacksCall) : nullptr;
+}
+
+TreeBuilder::TreeBuilder(KpXmlData& root) : spareStacksCall(threadExitCallBeforePools()) {
     // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
     // are taken over rather than allocated again. They are kept only while small (freed when the
     // thread ends), so a thread holds no more than keptBytes for each. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
-    if (spareStacks != nullptr && spareStacks->argument != nullptr) {
-        auto* const spare = static_cast<SpareStacks*>(spareStacks->argument);
-        levels.swap(spare->levels);
-        pendingChildren.swap(spare->pendingChildren);
+    if (SpareStacks* const kept = spare(); kept != nullptr) {
+        levels.swap(kept->levels);
+        pendingChildren.swap(kept->pendingChildren);
         levels.clear();
     }
     if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
@@ -104,19 +107,19 @@ TreeBuilder::~TreeBuilder() {
     // Only after an exception are there any: they belong to no tree.
     for (KpXmlData* child : pendingChildren) delete child;
     pendingChildren.clear();
-    if (spareStacks == nullptr || levels.capacity() * sizeof(Level) > keptBytes ||
+    if (spareStacksCall == nullptr || levels.capacity() * sizeof(Level) > keptBytes ||
         pendingChildren.capacity() * sizeof(KpXmlData*) > keptBytes) {
         return;
     }
-    if (spareStacks->argument == nullptr) {
+    SpareStacks* kept = spare();
+    if (kept == nullptr) {
         // The thread's first parse to keep its stacks.
-        auto* const spare = new (std::nothrow) SpareStacks;
-        if (spare == nullptr) return;
-        *spareStacks = platform::ThreadExitCall{&freeSpareStacks, spare};
+        kept = new (std::nothrow) SpareStacks;
+        if (kept == nullptr) return;
+        *spareStacksCall = kept;
     }
-    auto* const spare = static_cast<SpareStacks*>(spareStacks->argument);
-    levels.swap(spare->levels);
-    pendingChildren.swap(spare->pendingChildren);
+    levels.swap(kept->levels);
+    pendingChildren.swap(kept->pendingChildren);
 }
 
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {

@@ -11,8 +11,8 @@ thread_local bool callMade = false;
 
 void runCall(void* value) {
     callMade = true;
-    const auto* call = static_cast<const ThreadExitCall*>(value);
-    call->function(call->argument);
+    auto* const call = static_cast<ThreadExitCall*>(value);
+    call->function(call);
 }
 
 // The key whose destructor makes the calls, made on the first use, for the life of the process.

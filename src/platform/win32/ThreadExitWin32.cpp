@@ -32,8 +32,8 @@ char callMadeMark;
 
 void runCall(void* value) {
     TlsSetValue(exitKey().madeSlot, &callMadeMark);
-    const auto* call = static_cast<const ThreadExitCall*>(value);
-    call->function(call->argument);
+    auto* const call = static_cast<ThreadExitCall*>(value);
+    call->function(call);
 }
 
 }  // namespace
