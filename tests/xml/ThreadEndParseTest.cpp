@@ -1,11 +1,11 @@
 // A parse still works at the end of the thread it runs on, before or after the library's own
 // per-thread state there has gone: from the destructor of a thread_local object made before the
 // thread's first parse, from the destructor of a thread key's value, and from the destructor of a
-// static object, which runs after the main thread's end. The parse builds the whole tree, uses
-// nothing freed (the sanitizer build reports it), and leaves nothing behind: when the thread has
-// ended, every block its parses took from the node pools has gone back. In which order a
-// thread's thread_local objects, its keys' values and the library's own state go differs
-// between systems: the test asserts only the tree and what the thread leaves behind.
+// static object, which runs after main. The parse builds the whole tree, uses nothing freed (the
+// sanitizer build reports it), and leaves nothing behind: when the thread has ended, every block
+// its parses took from the node pools has gone back. In which order a thread's thread_local
+// objects, its keys' values and the library's own state go differs between systems: the test
+// asserts only the tree and what the thread leaves behind.
 
 #include "kpxml/KpXmlTree.h"
 
@@ -113,7 +113,6 @@ TEST(ThreadEndParseTest, ParseAtTheEndOfAThread) {
             std::thread([&] {
                 if (where.key == nullptr) {
                     thread_local ParseOnDestruction parser;
-                    static_cast<void>(parser);
                 } else {
                     EXPECT_EQ(pthread_setspecific(*where.key, where.key), 0);
                 }
