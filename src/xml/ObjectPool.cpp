@@ -238,7 +238,7 @@ void endThread(platform::ThreadExitCall* call) {
 // first use of the pools, after its end, or after its thread storage was freed and made again
 // while the caches live; the system's record tells which. Made when there are none yet; null
 // after the thread's end, or when there is no memory for them or no way to hand them back at the
-// thread's end.
+// thread's end. Out of line, so that finding the caches through ownRecord saves no registers.
 [[gnu::noinline]] OwnCaches* ownCachesFoundOrMade() noexcept {
     OwnCaches* own = static_cast<OwnCaches*>(platform::arrangedThreadExitCall());
     if (own == nullptr) {
