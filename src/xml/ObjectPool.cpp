@@ -50,16 +50,18 @@ constexpr std::size_t slotsPerBlockOf() {
 ObjectPool pools[poolCount] = {ObjectPool(sizeof(KpXmlData), slotsPerBlockOf<KpXmlData>()),
                                ObjectPool(sizeof(KpXmlAttributeData), slotsPerBlockOf<KpXmlAttributeData>())};
 // This thread's caches, made on its first use of a pool and deleted when it ends, which hands
-// their lists back. On the heap, and reached at the thread's end through the system's own record
-// of the thread (see callAtThreadExit): where thread storage is emulated (mingw-w64), a thread's
-// thread_local variables may be gone by the time anything runs at its end.
-struct OwnCaches {
+// their lists back: they are the call made at the thread's end (endThread), the only one the
+// library arranges. On the heap, and found through the system's own record of the thread (see
+// platform/ThreadExit.h) whenever threadCaches holds its initial value: where thread storage is
+// emulated (mingw-w64), a thread's thread_local variables may be freed at its end before the
+// caches are handed back, and come back with their initial values when used again.
+struct OwnCaches : platform::ThreadExitCall {
     ThreadCache caches[poolCount] = {};
-    platform::ThreadExitCall atExit{};
+    platform::ThreadExitCall* callBefore = nullptr;  // see threadExitCallBeforePools
 };
+// The thread's caches' record, set with threadCaches: null while that is noCaches.
+[[gnu::tls_model("initial-exec")]] thread_local OwnCaches* ownRecord = nullptr;
 
-// Whether the thread has handed its lists back at its end.
-[[gnu::tls_model("initial-exec")]] thread_local bool threadEnded = false;
 // The number of BlockReleaseDeferral objects alive on this thread.
 [[gnu::tls_model("initial-exec")]] thread_local unsigned deferrals = 0;
 
@@ -212,10 +214,12 @@ FreeSlot* linkRange(const ObjectPool& pool, unsigned char* first, unsigned char*
     return head;
 }
 
-// Hands the lists of the caches at own back, gives their kept blocks back to the heap and deletes
-// them; from then on the thread's slots go straight to the store and back.
-void endThread(void* own) {
-    auto* const ended = static_cast<OwnCaches*>(own);
+// Makes the call set to come before, then hands the lists of the caches that call is part of
+// back, gives their kept blocks back to the heap and deletes them; from then on the thread's slots
+// go straight to the store and back.
+void endThread(platform::ThreadExitCall* call) {
+    auto* const ended = static_cast<OwnCaches*>(call);
+    if (platform::ThreadExitCall* const before = ended->callBefore; before != nullptr) before->function(before);
     for (std::size_t index = 0; index < poolCount; ++index) {
         ThreadCache& cache = ended->caches[index];
         returnList(pools[index], cache.head, nullptr);
@@ -224,32 +228,72 @@ void endThread(void* own) {
         releaseKept(pools[index], cache);
     }
     delete ended;
+    // Where the thread's storage is still there, its pointers lead to the deleted caches. Where it
+    // was freed, this makes it again, for the threads library to free (see callAtThreadExit).
     threadCaches = noCaches;
-    threadEnded = true;
+    ownRecord = nullptr;
 }
 
-// The thread's own caches, made on its first call; noCaches after the thread's end, or when there
-// is no memory for them or no way to hand them back at the thread's end.
-ThreadCache* ownCaches() noexcept {
-    if (threadCaches != noCaches || threadEnded) return threadCaches;
-    auto* const own = new (std::nothrow) OwnCaches;
-    if (own == nullptr) return noCaches;
-    own->atExit = platform::ThreadExitCall{&endThread, own};
-    if (!platform::callAtThreadExit(&own->atExit)) {
-        delete own;
-        return noCaches;
+// The thread's own caches when its caches pointer holds its initial value: before the thread's
+// first use of the pools, after its end, or after its thread storage was freed and made again
+// while the caches live; the system's record tells which. Made when there are none yet; null
+// after the thread's end, or when there is no memory for them or no way to hand them back at the
+// thread's end. Out of line, so that finding the caches through ownRecord saves no registers.
+[[gnu::noinline]] OwnCaches* ownCachesFoundOrMade() noexcept {
+    OwnCaches* own = static_cast<OwnCaches*>(platform::arrangedThreadExitCall());
+    if (own == nullptr) {
+        if (platform::threadExitCallMade()) return nullptr;
+        own = new (std::nothrow) OwnCaches;
+        if (own == nullptr) return nullptr;
+        own->function = &endThread;
+        if (!platform::callAtThreadExit(own)) {
+            delete own;
+            return nullptr;
+        }
     }
     threadCaches = own->caches;
-    return threadCaches;
+    ownRecord = own;
+    return own;
+}
+
+// The thread's own caches (see ownCachesFoundOrMade).
+OwnCaches* ownCaches() noexcept {
+    if (OwnCaches* const own = ownRecord; own != nullptr) return own;
+    return ownCachesFoundOrMade();
+}
+
+// Whether the thread's caches pointer held its initial value and now leads to its caches: made
+// now, or found again, maybe with slots and room, after the thread's storage was made again. The
+// fast path is then tried again (once: the pointer is set).
+bool cachesPointerSetNow() noexcept {
+    return threadCaches == noCaches && ownCachesFoundOrMade() != nullptr;
+}
+
+// allocateSlot and releaseSlot for the class of pools[index].
+void* allocateAgain(std::size_t index) {
+    if (index == poolIndex<KpXmlData>()) return allocateSlot<KpXmlData>(sizeof(KpXmlData));
+    return allocateSlot<KpXmlAttributeData>(sizeof(KpXmlAttributeData));
+}
+
+void releaseAgain(std::size_t index, FreeSlot* slot) noexcept {
+    if (index == poolIndex<KpXmlData>()) return releaseSlot<KpXmlData>(slot, sizeof(KpXmlData));
+    releaseSlot<KpXmlAttributeData>(slot, sizeof(KpXmlAttributeData));
 }
 
 }  // namespace
 
+platform::ThreadExitCall** threadExitCallBeforePools() noexcept {
+    OwnCaches* const own = ownCaches();
+    return own != nullptr ? &own->callBefore : nullptr;
+}
+
 // The slot that allocateSlot hands out when the thread's own list of pools[index] is empty and it
-// has no fresh slots: the list is refilled from the spare list, or the store's slots taken.
+// has no fresh slots: the list is refilled from the spare list, or the store's slots taken. Also
+// on the thread's first use of its caches pointer.
 void* refillAndAllocate(std::size_t index) {
+    if (cachesPointerSetNow()) return allocateAgain(index);
     const ObjectPool& pool = pools[index];
-    ThreadCache* const caches = ownCaches();
+    ThreadCache* const caches = threadCaches;
     std::size_t count = pool.slotsPerBlock;
     FreeSlot* list = nullptr;
     if (caches != noCaches && caches[index].spare != nullptr) {
@@ -290,12 +334,14 @@ void* refillAndAllocate(std::size_t index) {
 }
 
 // Releases slot when the thread's list of pools[index] has no room: on the thread's first use of
-// the pool, or when the list is full (it becomes the spare, or goes back to the store when there
-// is one already), or after the thread's end (the slot goes straight back).
+// the pool (or of its caches pointer), or when the list is full (it becomes the spare, or goes
+// back to the store when there is one already), or after the thread's end (the slot goes straight
+// back).
 void releaseWithoutRoom(std::size_t index, FreeSlot* slot) noexcept {
+    if (cachesPointerSetNow()) return releaseAgain(index, slot);
     const ObjectPool& pool = pools[index];
     link(slot, nullptr, pool.slotSize);
-    ThreadCache* const caches = ownCaches();
+    ThreadCache* const caches = threadCaches;
     if (caches == noCaches) {
         returnList(pool, slot, nullptr);
         return;

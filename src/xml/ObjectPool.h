@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/ThreadExit.h"
+
 namespace KpXml::detail {
 
 // Memory for the library's many small objects of one size (nodes, attributes): slots carved from
@@ -49,6 +51,12 @@ public:
     BlockReleaseDeferral(const BlockReleaseDeferral&) = delete;
     BlockReleaseDeferral& operator=(const BlockReleaseDeferral&) = delete;
 };
+
+// The place, kept with the calling thread's caches of the pools, for one other part's call at the
+// thread's end (the tree builder's, which frees its spare stacks): null until that part sets it;
+// the call it points to is made just before the caches are handed back, and must stay valid until
+// then. Null when the thread has no caches: after its end, or when they cannot be made.
+platform::ThreadExitCall** threadExitCallBeforePools() noexcept;
 
 // The pools of the two node classes.
 ObjectPool& nodePool();

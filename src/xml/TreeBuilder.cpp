@@ -1,11 +1,13 @@
 #include "xml/TreeBuilder.h"
 
+#include <new>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
 #include "xml/NodeAttributes.h"
 #include "xml/NodeLifetime.h"
+#include "xml/ObjectPool.h"
 
 namespace KpXml::detail {
 
@@ -75,24 +77,24 @@ void TreeBuilder::applyAttributes(KpXmlData& node, const StartTag& tag) {
     }
 }
 
-std::vector<TreeBuilder::Level>& TreeBuilder::spareLevels() {
-    thread_local std::vector<Level> spare;
-    return spare;
+void TreeBuilder::freeSpareStacks(platform::ThreadExitCall* call) noexcept {
+    delete static_cast<SpareStacks*>(call);
 }
 
-std::vector<KpXmlData*>& TreeBuilder::sparePendingChildren() {
-    thread_local std::vector<KpXmlData*> spare;
-    return spare;
+TreeBuilder::SpareStacks* TreeBuilder::spare() const noexcept {
+    return spareStacksCall != nullptr ? static_cast<SpareStacks*>(*spareStacksCall) : nullptr;
 }
 
-TreeBuilder::TreeBuilder(KpXmlData& root) {
+TreeBuilder::TreeBuilder(KpXmlData& root) : spareStacksCall(threadExitCallBeforePools()) {
     // Most documents are parsed on a thread that has parsed one before: the stacks of that parse
     // are taken over rather than allocated again. They are kept only while small (freed when the
     // thread ends), so a thread holds no more than keptBytes for each. A parse started inside
     // a parse (by a stream buffer) finds them taken and makes its own.
-    levels.swap(spareLevels());
-    pendingChildren.swap(sparePendingChildren());
-    levels.clear();
+    if (SpareStacks* const kept = spare(); kept != nullptr) {
+        levels.swap(kept->levels);
+        pendingChildren.swap(kept->pendingChildren);
+        levels.clear();
+    }
     if (levels.capacity() < initialDepth) levels.reserve(initialDepth);
     if (pendingChildren.capacity() < initialDepth) pendingChildren.reserve(initialDepth);
     levels.emplace_back(&root, 0, std::string_view(), true, false);
@@ -105,10 +107,19 @@ TreeBuilder::~TreeBuilder() {
     // Only after an exception are there any: they belong to no tree.
     for (KpXmlData* child : pendingChildren) delete child;
     pendingChildren.clear();
-    if (levels.capacity() * sizeof(Level) <= keptBytes && pendingChildren.capacity() * sizeof(KpXmlData*) <= keptBytes) {
-        levels.swap(spareLevels());
-        pendingChildren.swap(sparePendingChildren());
+    if (spareStacksCall == nullptr || levels.capacity() * sizeof(Level) > keptBytes ||
+        pendingChildren.capacity() * sizeof(KpXmlData*) > keptBytes) {
+        return;
     }
+    SpareStacks* kept = spare();
+    if (kept == nullptr) {
+        // The thread's first parse to keep its stacks.
+        kept = new (std::nothrow) SpareStacks;
+        if (kept == nullptr) return;
+        *spareStacksCall = kept;
+    }
+    levels.swap(kept->levels);
+    pendingChildren.swap(kept->pendingChildren);
 }
 
 void TreeBuilder::documentEnd(std::string_view text, std::uint64_t) {

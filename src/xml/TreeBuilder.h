@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kpxml/KpXmlData.h"
+#include "platform/ThreadExit.h"
 #include "xml/NodeLifetime.h"
 #include "xml/ParseEvents.h"
 
@@ -64,9 +65,17 @@ private:
     static void applyAttributes(KpXmlData& node, const StartTag& tag);
 
     // The level stack and the pending children of the last parse on this thread, kept for the
-    // next one (see the constructor).
-    static std::vector<Level>& spareLevels();
-    static std::vector<KpXmlData*>& sparePendingChildren();
+    // next one (see the constructor): the call that frees them at the thread's end (see
+    // threadExitCallBeforePools).
+    struct SpareStacks : platform::ThreadExitCall {
+        SpareStacks() noexcept : ThreadExitCall{&freeSpareStacks} {}
+        std::vector<Level> levels;
+        std::vector<KpXmlData*> pendingChildren;
+    };
+    // Deletes the spare stacks that call is part of, at the thread's end.
+    static void freeSpareStacks(platform::ThreadExitCall* call) noexcept;
+    // The thread's spare stacks; null when it has none.
+    SpareStacks* spare() const noexcept;
 
     static constexpr std::size_t initialDepth = 16;  // room for the levels and children of most documents
     // The depth from which the elements of the open levels no longer stay in the cache together.
@@ -76,6 +85,9 @@ private:
     // makes glibc merge all its small free blocks, which its next small requests then pay for).
     static constexpr std::size_t keptBytes = 64 * 1024;
 
+    // Where the thread keeps its spare stacks' call: null after the thread's end, when the parse
+    // makes and frees its own stacks.
+    platform::ThreadExitCall** const spareStacksCall;
     std::vector<Level> levels;  // the document level first, the innermost last
     // The children read and not yet attached, by level; the builder owns them until they are.
     std::vector<KpXmlData*> pendingChildren;

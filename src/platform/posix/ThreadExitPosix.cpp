@@ -5,20 +5,41 @@
 namespace KpXml::detail::platform {
 namespace {
 
+// Set when the thread's call is made. Native thread storage lasts until the thread is gone, after
+// its keys' destructors.
+thread_local bool callMade = false;
+
 void runCall(void* value) {
-    const auto* call = static_cast<const ThreadExitCall*>(value);
-    call->function(call->argument);
+    callMade = true;
+    auto* const call = static_cast<ThreadExitCall*>(value);
+    call->function(call);
+}
+
+// The key whose destructor makes the calls, made on the first use, for the life of the process.
+struct ExitKey {
+    pthread_key_t key{};
+    bool made = pthread_key_create(&key, &runCall) == 0;
+};
+
+const ExitKey& exitKey() {
+    static const ExitKey key;
+    return key;
 }
 
 }  // namespace
 
 bool callAtThreadExit(ThreadExitCall* call) {
-    struct Key {
-        pthread_key_t key{};
-        bool made = pthread_key_create(&key, &runCall) == 0;
-    };
-    static const Key key;  // for the life of the process
-    return key.made && pthread_setspecific(key.key, call) == 0;
+    const ExitKey& key = exitKey();
+    return key.made && !callMade && pthread_setspecific(key.key, call) == 0;
+}
+
+ThreadExitCall* arrangedThreadExitCall() {
+    const ExitKey& key = exitKey();
+    return key.made ? static_cast<ThreadExitCall*>(pthread_getspecific(key.key)) : nullptr;
+}
+
+bool threadExitCallMade() {
+    return callMade;
 }
 
 }  // namespace KpXml::detail::platform
