@@ -1,23 +1,26 @@
 // A parse still works at the end of the thread it runs on, before or after the library's own
 // per-thread state there has gone: from the destructor of a thread_local object made before the
 // thread's first parse, from the destructor of a thread key's value, and from the destructor of a
-// static object, which runs after main. The parse builds the whole tree, uses nothing freed (the
-// sanitizer build reports it), and leaves nothing behind: when the thread has ended, every block
-// its parses took from the node pools has gone back. In which order a thread's thread_local
-// objects, its keys' values and the library's own state go differs between systems: the test
-// asserts only the tree and what the thread leaves behind.
+// static object, which runs after main. The parse builds the whole tree and uses nothing freed
+// (the sanitizer build reports it). Where the program links the library's code in, it also leaves
+// nothing behind: when the thread has ended, every block its parses took from the node pools has
+// gone back. The same cases run through the shared library too (on Windows a DLL with its own
+// copy of the threads library), where only the trees can be seen. In which order a thread's
+// thread_local objects, its keys' values and the library's own state go differs between systems:
+// the test asserts only the tree and what the thread leaves behind.
 
 #include "kpxml/KpXmlTree.h"
 
 #include <gtest/gtest.h>
 
 #include "support/ParseComparison.h"
-#include "xml/ObjectPool.h"
+#include "support/PoolBytes.h"
 
 #include <pthread.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -57,10 +60,6 @@ struct ParseAfterMain {
         }
     }
 } parseAfterMain;
-
-std::size_t poolBytesReserved() {
-    return KpXml::detail::nodePool().bytesReserved() + KpXml::detail::attributePool().bytesReserved();
-}
 
 TEST(ThreadEndParseTest, TheDocumentReadHere) {
     EXPECT_EQ(parsedTree(document), documentTree);
@@ -109,7 +108,7 @@ TEST(ThreadEndParseTest, ParseAtTheEndOfAThread) {
             std::string atEnd;
             std::string before;
             treeAtThreadEnd = &atEnd;
-            const std::size_t reserved = poolBytesReserved();
+            const std::optional<std::size_t> reserved = KpXml::test::poolBytesReserved();
             std::thread([&] {
                 if (where.key == nullptr) {
                     thread_local ParseOnDestruction parser;
@@ -122,7 +121,9 @@ TEST(ThreadEndParseTest, ParseAtTheEndOfAThread) {
             if (parses.count != 0) {
                 EXPECT_EQ(before, documentTree) << where.what << "; " << parses.what;
             }
-            EXPECT_EQ(poolBytesReserved(), reserved) << where.what << "; " << parses.what;
+            if (reserved) {
+                EXPECT_EQ(KpXml::test::poolBytesReserved(), reserved) << where.what << "; " << parses.what;
+            }
         }
     }
 }
